@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Plain greps for the misuses that hurt. Exit status 1 when any is found.
+set -u
+cd "$(dirname "$0")/.."
+status=0
+report() { echo "lint: $1"; echo "$2"; status=1; }
+
+lib="pdf streams fonts structure forms"
+
+# Layering: lower folders never include higher ones.
+check_up() {
+    local folder=$1; shift
+    for higher in "$@"; do
+        hits=$(grep -rn "#include \"$higher/" "$folder" 2>/dev/null)
+        [ -n "$hits" ] && report "$folder/ includes $higher/" "$hits"
+    done
+}
+check_up pdf fonts structure forms tool
+check_up streams fonts structure forms tool
+check_up fonts structure forms tool
+check_up structure forms tool
+check_up forms tool
+
+# Printing is the tool's business (the one deliberate exception is marked "stderr-ok").
+hits=$(grep -rnE '\b(printf|puts|fputs|fprintf|perror|std::cout|std::cerr)\b' $lib 2>/dev/null \
+       | grep -v 'stderr-ok' | grep -vE 'snprintf|format\(printf')
+[ -n "$hits" ] && report "printing inside the library" "$hits"
+
+# One catch, in the page import of the run flow.
+hits=$(grep -rn '\bcatch\s*(' $lib 2>/dev/null)
+[ -n "$hits" ] && report "catch inside the library" "$hits"
+
+# Unsafe or locale-dependent conversions.
+hits=$(grep -rnE '\b(sprintf|strcpy|strcat|atoi|atol|atof|gets)\s*\(' $lib tool 2>/dev/null)
+[ -n "$hits" ] && report "banned function" "$hits"
+
+exit $status
