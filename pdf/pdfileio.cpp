@@ -1,0 +1,160 @@
+#include "pdf/pdfileio.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// One system call moves at most this much, whatever the caller asked for.
+constexpr int64_t kMaxChunk = int64_t{1} << 30;
+
+int LastError() {
+    return errno != 0 ? errno : EIO;
+}
+
+// Writes all n bytes, retrying after interruptions and short writes.
+bool WriteAll(int fd, const uint8_t* p, int64_t n) {
+    while (n > 0) {
+        ssize_t done = ::write(fd, p, static_cast<size_t>(std::min(n, kMaxChunk)));
+        if (done < 0 && errno == EINTR)
+            continue;
+        if (done <= 0)
+            return false;
+        p += done;
+        n -= done;
+    }
+    return true;
+}
+
+} // namespace
+
+PDFileIO::~PDFileIO() {
+    Close();
+}
+
+int PDFileIO::OpenWrite(const char* name) {
+    Close();
+    if (name == nullptr)
+        return ENOENT;
+    int fd = ::open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return LastError();
+    m_fd = fd;
+    m_ownsFd = true;
+    m_atEnd = false;
+    m_pos = 0;
+    m_buffer.clear();
+    m_buffer.reserve(kWriteBuffer);
+    return 0;
+}
+
+int PDFileIO::OpenRead(const char* name) {
+    Close();
+    if (name == nullptr)
+        return ENOENT;
+    int fd = ::open(name, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return LastError();
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL); // only a hint; failure changes nothing
+    m_fd = fd;
+    m_ownsFd = true;
+    m_atEnd = false;
+    m_pos = 0;
+    m_buffer.clear();
+    return 0;
+}
+
+int PDFileIO::Close() {
+    if (m_fd < 0)
+        return 0;
+    int error = Flush() ? 0 : LastError();
+    if (m_ownsFd && ::close(m_fd) != 0 && error == 0)
+        error = LastError();
+    m_fd = -1;
+    m_ownsFd = false;
+    m_pos = 0;
+    m_buffer.clear();
+    return error;
+}
+
+bool PDFileIO::Flush() {
+    if (m_buffer.empty())
+        return true;
+    bool ok = m_fd >= 0 && WriteAll(m_fd, m_buffer.data(), static_cast<int64_t>(m_buffer.size()));
+    if (ok)
+        m_pos += static_cast<int64_t>(m_buffer.size());
+    m_buffer.clear();
+    return ok;
+}
+
+int64_t PDFileIO::Read(void* buffer, int64_t n) {
+    if (m_fd < 0 || buffer == nullptr || n <= 0 || !Flush()) {
+        m_atEnd = true;
+        return 0;
+    }
+    auto* p = static_cast<uint8_t*>(buffer);
+    int64_t total = 0;
+    while (total < n) {
+        ssize_t got = ::read(m_fd, p + total, static_cast<size_t>(std::min(n - total, kMaxChunk)));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            break;
+        total += got;
+    }
+    m_pos += total;
+    if (total == 0)
+        m_atEnd = true;
+    return total;
+}
+
+bool PDFileIO::Write(const void* bytes, int64_t n) {
+    if (m_fd < 0)
+        return false;
+    if (bytes == nullptr || n <= 0)
+        return n == 0;
+    const auto* p = static_cast<const uint8_t*>(bytes);
+    if (static_cast<int64_t>(m_buffer.size()) + n > kWriteBuffer && !Flush())
+        return false;
+    if (n >= kWriteBuffer) {
+        if (!WriteAll(m_fd, p, n))
+            return false;
+        m_pos += n;
+        return true;
+    }
+    m_buffer.insert(m_buffer.end(), p, p + n);
+    return true;
+}
+
+int64_t PDFileIO::Tell() const noexcept {
+    return m_pos + static_cast<int64_t>(m_buffer.size());
+}
+
+int PDFileIO::GetByte() {
+    uint8_t byte = 0;
+    return Read(&byte, 1) == 1 ? byte : -1;
+}
+
+int64_t PDFileIO::Seek(int64_t pos, int origin) {
+    if (m_fd < 0 || !Flush())
+        return -1;
+    m_atEnd = false;
+    off_t where = ::lseek(m_fd, static_cast<off_t>(pos), origin == 2 ? SEEK_END : SEEK_SET);
+    if (where < 0)
+        return -1;
+    m_pos = where;
+    return m_pos;
+}
+
+void PDFileIO::AttachStdout() {
+    Close();
+    m_fd = STDOUT_FILENO;
+    m_ownsFd = false;
+    m_atEnd = false;
+    off_t where = ::lseek(m_fd, 0, SEEK_CUR); // a pipe has no position: count from 0
+    m_pos = where < 0 ? 0 : where;
+    m_buffer.clear();
+    m_buffer.reserve(kWriteBuffer);
+}

@@ -1,0 +1,40 @@
+// PDFileIO: the buffered file of the reader and the writer, with 64-bit positions.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <vector>
+
+class PDFileIO {
+public:
+    static constexpr int kWriteBuffer = 4096;
+
+    PDFileIO() = default;
+    ~PDFileIO();
+    PDFileIO(const PDFileIO&) = delete;
+    PDFileIO& operator=(const PDFileIO&) = delete;
+
+    // Both return 0 or the system's error number.
+    int OpenWrite(const char* name); // creates or truncates
+    int OpenRead(const char* name);  // existing file only
+    int Close();                     // flushes first; 0 or the system's error number
+    // Up to n bytes; the count read, 0 at end or failure (which also sets the end flag).
+    int64_t Read(void* buffer, int64_t n);
+    bool Write(const void* bytes, int64_t n);
+    bool AtEnd() const noexcept { return m_atEnd; }
+    int64_t Tell() const noexcept;
+    int GetByte(); // -1 at end
+    // origin 0: from the start; 2: from the end. Flushes and clears the end flag. New position or -1.
+    int64_t Seek(int64_t pos, int origin = 0);
+    void AttachStdout();
+    bool IsOpen() const noexcept { return m_fd >= 0; }
+
+private:
+    bool Flush();
+
+    int m_fd = -1;
+    bool m_ownsFd = false;
+    bool m_atEnd = false;
+    int64_t m_pos = 0; // position of the OS handle
+    std::vector<uint8_t> m_buffer;
+};

@@ -1,0 +1,13 @@
+// Decimal texts to numbers, the way the C library's atoi/atof family reads them but without any
+// dependence on the locale: leading white space, an optional sign, then the longest number prefix.
+// Anything unreadable gives 0.
+#pragma once
+
+#include <cstdint>
+
+// Saturates at the 64-bit limits.
+int64_t PDParseInt64(const char* text) noexcept;
+// Saturates at the 32-bit limits.
+int32_t PDParseInt32(const char* text) noexcept;
+// Digits, a decimal point and an exponent; 0 for null or unreadable text.
+double PDParseReal(const char* text) noexcept;

@@ -1,0 +1,209 @@
+// PDValue: one node of a PDF value tree; PDDict: the keyed table of a dictionary value.
+#pragma once
+
+#include "pdf/pdalloc.h"
+#include "pdf/pdkeys.h"
+#include "pdf/pdstr.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+class PDDict;
+
+enum PDKind : int {
+    kPDNone = 0,
+    kPDText = 1,       // names, reals, true/false/null and other words, exactly as written
+    kPDInteger = 2,    // the number slot
+    kPDReference = 3,  // the number slot holds the object number
+    kPDArray = 4,      // a chain of elements
+    kPDDictionary = 5, // the owned PDDict; a stream also carries data
+    kPDString = 6,     // as written, delimiters included
+};
+
+// Marker in the number slot of an integer that does not fit in 32 bits.
+inline constexpr int32_t kPDBigNumber = 2147483647;
+
+class PDValue {
+public:
+    PDValue() noexcept;
+    // Kind String when the text starts with "(", else Text.
+    explicit PDValue(const char* text);
+    explicit PDValue(const PDStr& text);
+    // Formatted with the writer's real format; kind Text.
+    explicit PDValue(double real);
+    ~PDValue(); // iterative over element chains, so long arrays cannot exhaust the stack
+    PDValue(const PDValue&) = delete;
+    PDValue& operator=(const PDValue&) = delete;
+
+    static std::unique_ptr<PDValue> MakeInteger(int32_t n);
+    static std::unique_ptr<PDValue> MakeReference(int32_t objNum);
+    static std::unique_ptr<PDValue> MakeArray();
+    static std::unique_ptr<PDValue> MakeDictionary();
+
+    // Deep copy; returns a new tree owned by the caller.
+    std::unique_ptr<PDValue> Copy() const;
+
+    int Kind() const noexcept { return m_kind; }
+    void SetKind(int kind) noexcept { m_kind = kind; }
+    int32_t Number() const noexcept { return m_number; }
+    void SetNumber(int32_t n) noexcept { m_number = n; }
+    const PDStr& Text() const noexcept { return m_text; }
+    PDStr& MutableText() noexcept { return m_text; }
+
+    bool IsName() const noexcept { return m_kind == kPDText && m_text.At(0) == '/'; }
+    bool IsName(const char* name) const noexcept { return IsName() && m_text == name; }
+
+    // Kind Text when the text starts with a slash, else String.
+    void SetText(const char* text);
+    void SetText(const PDStr& text);
+    // Reads the decimal text as a 64-bit integer; 32-bit values other than both extremes become
+    // Integer, the rest Text with the digits and kPDBigNumber in the number slot.
+    void SetIntegerText(const char* digits);
+    void SetInteger(int32_t n) noexcept;
+    void SetReference(int32_t objNum) noexcept;
+
+    double GetReal() const noexcept;
+    int32_t GetInt() const noexcept;
+    int64_t GetInt64() const noexcept;
+
+    // Arrays. First() is null unless this is an array; Next() is the following element of the
+    // array that holds this value.
+    PDValue* First() const noexcept;
+    PDValue* Next() const noexcept;
+    // Only on an array ("element assignment to non-array\n" otherwise); replaces the whole chain.
+    void SetFirst(std::unique_ptr<PDValue> first);
+    // Appends to an array (kind must be Array). The stored count in the number slot is kept as
+    // 1 after the first element, then (elements before the append - 1).
+    void Append(std::unique_ptr<PDValue> element);
+    // Element at i (walks the chain); null when out of range.
+    PDValue* Element(int i) const noexcept;
+    int ElementCount() const noexcept; // real count, by walking the chain
+    // Unlinks and destroys the first Reference to objNum. False when there is none.
+    bool RemoveReference(int32_t objNum);
+
+    // Dictionaries.
+    PDDict* Dict() const noexcept { return m_dict.get(); }
+    // Makes this value an empty dictionary (kind 5, new table).
+    void MakeDict();
+    // Convenience: dictionary lookup; null unless a dictionary holds the key.
+    PDValue* Get(const char* key) const noexcept;
+    PDValue* GetSlot(int slot) const noexcept;
+
+    // Streams.
+    bool AssignStream(const uint8_t* data, int64_t length, const char* filter);
+    bool HasStream() const noexcept { return m_hasStream; }
+    const uint8_t* StreamData() const noexcept { return m_data.data(); }
+    int64_t StreamLength() const noexcept { return m_streamLength; }
+    // Hands the data buffer over without copying (the parser fills it in place).
+    void AdoptStreamData(std::vector<uint8_t>&& data, int64_t length);
+    std::vector<uint8_t>& MutableStreamData() noexcept { return m_data; }
+
+    // Renumbering: every Reference under this value (array chains, dictionary entries in order)
+    // gets numberFor(its object number).
+    void RenumberReferences(const std::function<int32_t(int32_t)>& numberFor);
+
+    // Running out of memory for a node raises PDAllocError; the nothrow form
+    // returns null instead (used by Copy, which reports and gives up).
+    static void* operator new(std::size_t size);
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
+    static void operator delete(void* p) noexcept;
+
+private:
+    // Children move onto a work list chained through m_next, so destroying a long array or a deep
+    // tree needs neither recursion nor memory.
+    void DestroyChildren() noexcept;
+    static void DetachChildren(PDValue* v, PDValue*& work) noexcept;
+    void LinkLast(PDValue* element) noexcept;
+    PDValue* CopyNode() const;
+
+    std::vector<uint8_t> m_data;
+    int32_t m_kind;
+    PDValue* m_link;  // array: first element (owned)
+    int32_t m_number; // integer, object number, or an array's stored count
+    std::unique_ptr<PDDict> m_dict;
+    PDValue* m_next; // element: next element of the array that holds it
+    PDValue* m_last; // array: last element, so appends do not walk the chain
+    PDStr m_text;
+    int64_t m_streamLength;
+    int32_t m_realCount; // array: elements in the chain
+    bool m_hasStream;
+    friend class PDDict;
+};
+
+class PDDict {
+public:
+    PDDict();
+    ~PDDict();
+    PDDict(const PDDict&) = delete;
+    PDDict& operator=(const PDDict&) = delete;
+
+    // Slot of the key; appends a new slot when absent. -1 when the table is full.
+    int Intern(const char* key);
+    int Intern(const char* key, int length);
+    // Stores v at slot (taking ownership). A slot beyond the capacity reports
+    // "SaveAttrVal: internal error\n" and stores nothing. Replacing keeps the entry's position.
+    void SaveAttrVal(int slot, std::unique_ptr<PDValue> v);
+    // Intern + SaveAttrVal.
+    void Set(const char* key, std::unique_ptr<PDValue> v);
+
+    // "/Key" compares byte for byte; "Key" compares with each stored key decoded as a name.
+    PDValue* Get(const char* key) const noexcept;
+    PDValue* GetSlot(int slot) const noexcept;
+    const char* KeyText(int slot) const noexcept; // null at or beyond the capacity
+
+    int Count() const noexcept { return static_cast<int>(m_order.size()); }
+    int Capacity() const noexcept { return m_capacity; }
+    int SlotsInUse() const noexcept {
+        return pdkey::kWellKnownCount + static_cast<int>(m_ownedKeys.size());
+    }
+    // i-th entry in order. False when i is at or beyond the entry count.
+    bool Entry(int i, PDValue** value, const char** key) const noexcept;
+    bool EntrySlot(int i, PDValue** value, int* slot) const noexcept;
+
+    void RemoveSlot(int slot);
+    bool Remove(const char* key);
+    // Moves the entry under key into other (interned there) without destroying it.
+    bool MoveTo(const char* key, PDDict& other);
+    // Takes the entry's value out, leaving the slot empty. Null when unset.
+    std::unique_ptr<PDValue> Release(int slot);
+    void Clear() noexcept;
+
+    // Running out of memory for a table raises PDAllocError.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* p) noexcept;
+
+private:
+    template <class T> using Vec = std::vector<T, PDAllocator<T>>;
+    using Lookup = std::unordered_map<std::string_view, int, std::hash<std::string_view>,
+                                      std::equal_to<std::string_view>,
+                                      PDAllocator<std::pair<const std::string_view, int>>>;
+
+    // The key bytes of a slot in use; empty for any other slot.
+    std::string_view KeyView(int slot) const noexcept;
+    int FindExact(const char* key, int length) const noexcept;
+    int FindDecoded(const char* key, int length) const noexcept;
+    int FindAny(const char* key) const noexcept;
+    void IndexSlot(int slot);
+    void DropFromOrder(int slot) noexcept;
+
+    Vec<std::unique_ptr<PDValue>> m_values; // one per slot of the capacity
+    Vec<PDStr> m_ownedKeys;                 // the keys of slot 20 on (slots below are well known)
+    Vec<int16_t> m_order;                   // slots in first-set order
+    Lookup m_lookup;                        // key text -> slot, once the table is big
+    int m_capacity;
+    bool m_oddKeys; // a key holds '#' or lacks the slash, so plain look-ups decode every key
+    friend class PDValue;
+};
+
+// Name encoding: raw bytes to "/..." with #XY escapes (digits in reversed order, low nibble first).
+PDStr PDEncodeName(const char* bytes, int length);
+// Name decoding: slash dropped, #hh escapes resolved; a text without the slash is copied.
+PDStr PDDecodeName(const char* text, int length);
+// True when the name text decodes (as PDDecodeName does) to exactly the plain bytes.
+bool PDNameMatches(const char* text, int length, const char* plain, int plainLength) noexcept;

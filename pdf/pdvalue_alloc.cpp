@@ -1,0 +1,34 @@
+// Allocation of value nodes and dictionary tables. Kept in a file of its own so that the compiler
+// never sees these paired with a constructor that can throw (it would mistake the pair for a
+// mismatched new and delete).
+#include "pdf/pdvalue.h"
+
+#include "pdf/pddiag.h"
+
+#include <new>
+
+void* PDValue::operator new(std::size_t size) {
+    void* p = ::operator new(size, std::nothrow);
+    if (p == nullptr)
+        PDThrowAlloc();
+    return p;
+}
+
+void* PDValue::operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return ::operator new(size, std::nothrow);
+}
+
+void PDValue::operator delete(void* p) noexcept {
+    ::operator delete(p);
+}
+
+void* PDDict::operator new(std::size_t size) {
+    void* p = ::operator new(size, std::nothrow);
+    if (p == nullptr)
+        PDThrowAlloc();
+    return p;
+}
+
+void PDDict::operator delete(void* p) noexcept {
+    ::operator delete(p);
+}
