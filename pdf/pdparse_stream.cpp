@@ -1,0 +1,244 @@
+// PDParser: the data of a stream behind its dictionary, and the repair of a wrong /Length.
+#include "pdf/pdparse.h"
+
+#include "pdf/pddiag.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+
+namespace {
+
+constexpr int64_t kShortBuffer = 32000; // byte-by-byte reads without a usable length
+constexpr int64_t kGrowStep = 100;
+constexpr int64_t kSlack = 64;
+// Beyond any real file; keeps the arithmetic on a declared length clear of overflow.
+constexpr int64_t kHugeLength = int64_t{1} << 50;
+constexpr char kEndstream[] = "endstream";
+constexpr int64_t kEndstreamLength = 9;
+
+bool IsWhite(int c) noexcept {
+    return c == 0 || c == '\t' || c == '\n' || c == '\f' || c == '\r' || c == ' ';
+}
+
+bool MatchAt(const std::vector<uint8_t>& data, int64_t pos, const char* text, int64_t length) {
+    return pos >= 0 && pos + length <= static_cast<int64_t>(data.size()) &&
+           std::memcmp(data.data() + pos, text, static_cast<size_t>(length)) == 0;
+}
+
+// The last position at or before from where text starts; -1 when none.
+int64_t FindBackwards(const std::vector<uint8_t>& data, int64_t from, const char* text) {
+    auto length = static_cast<int64_t>(std::strlen(text));
+    for (int64_t pos = std::min(from, static_cast<int64_t>(data.size()) - length); pos >= 0;
+         --pos) {
+        if (MatchAt(data, pos, text, length))
+            return pos;
+    }
+    return -1;
+}
+
+int64_t Size(const std::vector<uint8_t>& data) noexcept {
+    return static_cast<int64_t>(data.size());
+}
+
+} // namespace
+
+int PDParser::DataByte() {
+    if (m_pendingData >= 0) {
+        int c = m_pendingData;
+        m_pendingData = -1;
+        return c;
+    }
+    return m_source.GetByte();
+}
+
+// Adds a byte, growing the buffer in steps but never far beyond what the input still holds.
+void PDParser::Keep(std::vector<uint8_t>& data, int byte, int64_t limit) {
+    if (data.size() == data.capacity()) {
+        int64_t size = Size(data);
+        int64_t wanted = std::max(size + kGrowStep, size + size / 2);
+        data.reserve(static_cast<size_t>(std::max(std::min(wanted, limit), size + 1)));
+    }
+    data.push_back(static_cast<uint8_t>(byte));
+}
+
+// The /Length of the dictionary: -1 when it cannot be known.
+int64_t PDParser::StreamLength() {
+    int64_t length = -1;
+    switch (m_lengthVal->Kind()) {
+    case kPDInteger:
+        length = m_lengthVal->Number();
+        break;
+    case kPDReference:
+        length = IndirectLength(m_lengthVal->Number());
+        break;
+    case kPDText: // digits beyond 32 bits
+        length = m_lengthVal->GetInt64();
+        break;
+    default:
+        break;
+    }
+    // Deliberate: a negative length is as useless as an unreadable one.
+    return length < 0 ? -1 : std::min(length, kHugeLength);
+}
+
+// Reads the object that holds an indirect /Length with a second parser, then sets the host back
+// where this parser's byte source expects it.
+int64_t PDParser::IndirectLength(int32_t objNum) {
+    PDParseHost& host = m_source.Host();
+    int64_t saved = host.Tell();
+    int64_t length = -1;
+    if (!host.SeekObject(objNum)) {
+        PDReport("error reading Length object\n");
+    } else {
+        PDParser reader(host);
+        reader.m_noStreams = true; // a length object that claims a stream cannot recurse here
+        if (!reader.ParseIndirectObject() || reader.ObjectNumber() != objNum)
+            PDReport("error reading Length object\n");
+        else if (reader.m_value->Kind() != kPDInteger)
+            PDReport("Length object does not contain number\n");
+        else
+            length = reader.m_value->Number();
+    }
+    host.Seek(saved);
+    return length;
+}
+
+// Without a usable length (or with a suspiciously short one): byte by byte until "endstream"
+// and a white-space byte. False when an unknown length passes the buffer.
+bool PDParser::ReadUntilKeyword(std::vector<uint8_t>& data, int64_t length, int64_t& end) {
+    int64_t limit = m_source.Buffered() + m_source.Host().Remaining() + kSlack;
+    data.reserve(static_cast<size_t>(std::min(kShortBuffer, limit)));
+    for (int c = DataByte(); c >= 0; c = DataByte()) {
+        Keep(data, c, limit);
+        int64_t n = Size(data);
+        if (IsWhite(c) && MatchAt(data, n - 10, kEndstream, kEndstreamLength)) {
+            end = n - 10;
+            return true;
+        }
+        if (length == -1 && n > kShortBuffer) {
+            PDReport("stream buffer too small (indirect length)\n");
+            return false;
+        }
+    }
+    int64_t n = Size(data);
+    end = MatchAt(data, n - kEndstreamLength, kEndstream, kEndstreamLength) ? n - kEndstreamLength
+                                                                            : n;
+    return true;
+}
+
+// With a length L: L + 12 bytes, "endstream" expected 12 to 14 bytes before their end; when it
+// is not there, byte by byte until it turns up. Without it the data run to the end of input.
+void PDParser::ReadWithLength(std::vector<uint8_t>& data, int64_t length, int64_t& end) {
+    int64_t limit = m_source.Buffered() + m_source.Host().Remaining() + kSlack;
+    data.reserve(static_cast<size_t>(std::min(length + 40, limit)));
+    int c = 0;
+    while (Size(data) < length + 12 && (c = DataByte()) >= 0)
+        Keep(data, c, limit);
+    int64_t n = Size(data);
+    for (int64_t back = 12; back <= 14; ++back) {
+        if (MatchAt(data, n - back, kEndstream, kEndstreamLength)) {
+            end = n - back;
+            return;
+        }
+    }
+    for (int64_t pos = std::max<int64_t>(n - 12, 0); pos + kEndstreamLength <= n; ++pos) {
+        if (MatchAt(data, pos, kEndstream, kEndstreamLength)) {
+            end = pos;
+            return;
+        }
+    }
+    while ((c = DataByte()) >= 0) {
+        Keep(data, c, limit);
+        n = Size(data);
+        if (MatchAt(data, n - kEndstreamLength, kEndstream, kEndstreamLength)) {
+            end = n - kEndstreamLength;
+            return;
+        }
+    }
+    // Deliberate: when the input ends first, a length that ran past this stream's "endstream"
+    // (the last stream of a file with a too large /Length) is caught by the first one read.
+    auto first = std::search(data.begin(), data.end(), kEndstream, kEndstream + kEndstreamLength);
+    end = first - data.begin();
+}
+
+void PDParser::SetLengthValue(int64_t length) {
+    if (length <= kPDBigNumber - 1) {
+        m_lengthVal->SetInteger(static_cast<int32_t>(length));
+        return;
+    }
+    char digits[24] = {};
+    std::to_chars(digits, digits + sizeof digits - 1, length);
+    m_lengthVal->SetIntegerText(digits);
+}
+
+namespace {
+
+// How many bytes the stream keeps, given the declared length, the position of "endstream" and
+// the data end without its line end. Sets correct when /Length must change to that count.
+int64_t KeptLength(const std::vector<uint8_t>& data, int64_t length, int64_t end, int64_t measured,
+                   bool& correct) {
+    correct = true;
+    if (length < 0)
+        return measured;
+    if (measured <= length + 100) {
+        if (measured > length || measured < length - 8)
+            return measured;
+        // The declared length is trusted while it stays in front of "endstream".
+        if (length <= end) {
+            correct = false;
+            return length;
+        }
+        // Deliberate: a length a few bytes into "endstream" is cut back so data and /Length agree.
+        return measured;
+    }
+    // Far too long: a declared length that is right but whose "endstream" is broken ran on into
+    // later objects. Look for the object behind it and the "endstream" in front of that.
+    int64_t header = FindBackwards(data, length, " 0 obj");
+    if (header < 0)
+        return measured;
+    int64_t keyword = FindBackwards(data, header - kEndstreamLength, kEndstream);
+    if (keyword < 0)
+        return measured;
+    return std::max<int64_t>(keyword - 1, 0);
+}
+
+} // namespace
+
+bool PDParser::ReadStream(PDValue& dict) {
+    if (m_lengthVal == nullptr) {
+        PDReport("%s %s\n", "assertion", "m_lengthVal != NULL failed");
+        return true;
+    }
+    int64_t length = StreamLength();
+    // The end of line behind "stream": a line feed, or any one byte and a line feed.
+    m_pendingData = -1;
+    if (m_cur != '\n') {
+        int c = m_source.GetByte();
+        if (c != '\n')
+            m_pendingData = c;
+    }
+    std::vector<uint8_t> data;
+    int64_t end = 0;
+    bool ok = true;
+    if (length == -1 || (length >= 1 && length <= 4))
+        ok = ReadUntilKeyword(data, length, end);
+    else
+        ReadWithLength(data, length, end);
+    m_pendingData = -1;
+    m_cur = m_source.GetByte();
+    if (!ok)
+        return false;
+    int64_t measured = end;
+    int64_t floor = std::max<int64_t>(length - 2, 0);
+    while (measured > floor && (data[static_cast<size_t>(measured - 1)] == '\r' ||
+                                data[static_cast<size_t>(measured - 1)] == '\n'))
+        --measured;
+    bool correct = false;
+    int64_t kept = KeptLength(data, length, end, measured, correct);
+    if (correct)
+        SetLengthValue(kept);
+    data.resize(static_cast<size_t>(kept));
+    dict.AdoptStreamData(std::move(data), kept);
+    return true;
+}
