@@ -1,0 +1,34 @@
+// Decoding of stream data read from a file, and Flate encoding of generated content.
+#pragma once
+
+#include "pdf/pdresolve.h"
+#include "pdf/pdstr.h"
+#include "pdf/pdvalue.h"
+
+#include <cstdint>
+
+// Decodes the stream value's raw data through its /Filter chain; the result replaces content.
+// 1 on success; 0 when the value is not a stream or a filter is not supported ("cannot decode"
+// is reported and whatever an earlier stage produced stays in content). file resolves an indirect
+// /Filter and may be null.
+int DecodeStream(const PDValue& stream, PDStr& content, PDResolver* file);
+
+// ASCII85 into out (outSize bytes). Returns the number of bytes written; on an error the bytes
+// written before it are the result.
+int64_t DecodeASCII85(const uint8_t* in, int64_t length, uint8_t* out, int64_t outSize);
+
+// Appends the LZW decoding of in to content. 1 when it ran (also on a decoding error), 0 when in
+// is null.
+int DecodeLZW(const uint8_t* in, int64_t length, PDStr& content);
+
+// Appends the Flate (zlib) decoding of in to content. Returns the byte count of the last inflate
+// call; 0 on failure, with content emptied when the data are corrupt.
+int64_t DecodeFlate(const uint8_t* in, int64_t length, PDStr& content);
+
+// Flate-compressed content followed by one line feed; empty when compression failed or did not
+// finish in one pass.
+PDStr CompressFlate(const PDStr& content);
+
+// Appends decoded bytes to content, growing its buffer geometrically (decoders append large
+// buffers many times) and never beyond pdlimits::kMaxDecodedStream. False once the cap is reached.
+bool PDAppendDecoded(PDStr& content, const uint8_t* bytes, int64_t count);
