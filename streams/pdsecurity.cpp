@@ -1,0 +1,386 @@
+#include "streams/pdsecurity.h"
+
+#include "pdf/pdstring.h"
+#include "streams/md5.h"
+#include "streams/rc4.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// The published 32-byte string that fills short passwords up to 32 bytes.
+constexpr uint8_t kPadding[32] = {
+    0x28, 0xBF, 0x4E, 0x5E, 0x4E, 0x75, 0x8A, 0x41, 0x64, 0x00, 0x4E, 0x56, 0xFF, 0xFA, 0x01, 0x08,
+    0x2E, 0x2E, 0x00, 0xB6, 0xD0, 0x68, 0x3E, 0x80, 0x2F, 0x0C, 0xA9, 0xFE, 0x64, 0x53, 0x69, 0x7A,
+};
+
+// Revision 3 iterates its digests and its RC4 passes.
+constexpr int kDigestRounds = 50;
+constexpr int kExtraPasses = 19;
+
+struct PermissionLetter {
+    char letter;
+    int32_t bit;
+};
+
+constexpr PermissionLetter kLetters[] = {
+    {'P', 4},   {'C', 8},   {'S', 16},   {'A', 32},   {'X', 64},
+    {'I', 256}, {'E', 512}, {'D', 1024}, {'Q', 2048},
+};
+
+// Bits 9 to 12: the rights that only revision 3 honours.
+constexpr int32_t kExtendedBits = 256 | 512 | 1024 | 2048;
+
+char UpperAscii(char c) {
+    return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+int HexDigit(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    const char u = UpperAscii(c);
+    return (u >= 'A' && u <= 'F') ? u - 'A' + 10 : -1;
+}
+
+void PadPassword(const PDStr& password, uint8_t padded[32]) {
+    const int take = std::min(password.Length(), 32);
+    std::memcpy(padded, password.Bytes(), static_cast<size_t>(take));
+    std::memcpy(padded + take, kPadding, static_cast<size_t>(32 - take));
+}
+
+// RC4 with key XOR pass for each pass from first to last (either direction), in place.
+void XorPasses(const uint8_t* key, int keyLength, int first, int last, uint8_t* data,
+               size_t length) {
+    const int step = first <= last ? 1 : -1;
+    for (int pass = first;; pass += step) {
+        uint8_t passKey[16];
+        for (int k = 0; k < keyLength; ++k) {
+            passKey[k] = static_cast<uint8_t>(key[k] ^ pass);
+        }
+        PDRc4::Crypt(passKey, static_cast<size_t>(keyLength), data, length);
+        if (pass == last) {
+            break;
+        }
+    }
+}
+
+// A number of the /Encrypt dictionary; only integers and numeric words count.
+bool ReadNumber(const PDValue& dict, const char* key, int64_t& out) {
+    const PDValue* v = dict.Get(key);
+    if (v == nullptr || (v->Kind() != kPDInteger && v->Kind() != kPDText)) {
+        return false;
+    }
+    out = v->GetInt64();
+    return true;
+}
+
+// A 32-byte /O or /U, decoded from its written form.
+bool ReadEntry(const PDValue& dict, const char* key, uint8_t entry[32]) {
+    const PDValue* v = dict.Get(key);
+    if (v == nullptr || v->Kind() != kPDString) {
+        return false;
+    }
+    PDStr bytes;
+    PDDecodeString(v->Text(), bytes);
+    if (bytes.Length() != 32) {
+        return false;
+    }
+    std::memcpy(entry, bytes.Bytes(), 32);
+    return true;
+}
+
+// True when a directly held crypt filter of /CF names an AES method.
+bool UsesAesFilter(const PDValue& dict) {
+    const PDValue* filters = dict.Get("/CF");
+    const PDDict* table = filters != nullptr ? filters->Dict() : nullptr;
+    if (table == nullptr) {
+        return false;
+    }
+    PDValue* filter = nullptr;
+    const char* name = nullptr;
+    for (int i = 0; table->Entry(i, &filter, &name); ++i) {
+        const PDValue* method = filter != nullptr ? filter->Get("/CFM") : nullptr;
+        if (method != nullptr && (method->IsName("/AESV2") || method->IsName("/AESV3"))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+PDSecurity::PDSecurity(Role role) : m_role(role) {}
+
+void PDSecurity::ChooseLevel(int k) {
+    if ((k >= 5 && k <= 39) || k == 128) {
+        m_version = 2;
+        m_revision = 3;
+        m_keyBits = 128;
+    } else {
+        m_version = 1;
+        m_revision = 2;
+        m_keyBits = 40;
+    }
+    m_levelChosen = true;
+    m_encrypting = false;
+    m_notReady = true;
+}
+
+void PDSecurity::SetPermissions(const char* letters) {
+    m_permissions = -4;
+    bool sawFive = false;
+    for (const char* p = letters; p != nullptr && *p != '\0'; ++p) {
+        sawFive = sawFive || *p == '5';
+        if (*p == 'H') {
+            // Deliberate: the value wraps to 32 bits, and the byte that ends the digits is eaten
+            // with them (so "H0P" is just 0), unless it is the end of the text.
+            uint32_t value = 0;
+            int digit = 0;
+            while ((digit = HexDigit(p[1])) >= 0) {
+                ++p;
+                sawFive = sawFive || *p == '5';
+                value = (value << 4) | static_cast<uint32_t>(digit);
+            }
+            m_permissions = static_cast<int32_t>(value);
+            if (p[1] == '\0') {
+                break;
+            }
+            ++p;
+            sawFive = sawFive || *p == '5';
+            continue;
+        }
+        const char upper = UpperAscii(*p);
+        for (const PermissionLetter& entry : kLetters) {
+            if (entry.letter == upper) {
+                m_permissions &= ~entry.bit;
+            }
+        }
+    }
+    if ((m_permissions & kExtendedBits) != kExtendedBits || sawFive) {
+        ChooseLevel(5);
+    }
+}
+
+int PDSecurity::KeyLength() const noexcept {
+    // Deliberate: an odd /Length from a file is kept inside 5..16 bytes so no key can overrun.
+    return std::clamp(m_keyBits / 8, 5, 16);
+}
+
+void PDSecurity::SetDocumentId(const uint8_t* id, int length) {
+    m_documentId =
+        (id != nullptr && length > 0) ? PDStr(reinterpret_cast<const char*>(id), length) : PDStr();
+}
+
+void PDSecurity::ReadEncryptDictionary(const PDValue& encrypt) {
+    m_entriesRead = ReadEntry(encrypt, "/O", m_ownerEntry) && ReadEntry(encrypt, "/U", m_userEntry);
+    int64_t number = 0;
+    // Deliberate: /P wraps to 32 bits, so an unsigned 4294967292 reads as -4.
+    m_permissions = ReadNumber(encrypt, "/P", number) ? static_cast<int32_t>(number) : 0;
+    m_version = ReadNumber(encrypt, "/V", number)
+                    ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
+                    : 0;
+    m_keyBits = 40;
+    if (m_version >= 2 && ReadNumber(encrypt, "/Length", number)) {
+        m_keyBits = static_cast<int>(std::clamp<int64_t>(number, 0, 4096));
+    }
+    m_revision = ReadNumber(encrypt, "/R", number)
+                     ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
+                     : 2;
+    m_aesFilter = UsesAesFilter(encrypt);
+    m_levelChosen = true;
+    m_encrypting = false;
+    m_notReady = true;
+}
+
+bool PDSecurity::IsSupported() const noexcept {
+    return m_entriesRead && !m_aesFilter && (m_version == 1 || m_version == 2) &&
+           (m_revision == 2 || m_revision == 3) && m_keyBits >= 40 && m_keyBits <= 128 &&
+           m_keyBits % 8 == 0;
+}
+
+void PDSecurity::OwnerKey(const PDStr& password, uint8_t key[16]) const {
+    uint8_t padded[32];
+    PadPassword(password, padded);
+    PDMd5::Digest(padded, sizeof padded, key);
+    if (m_revision >= 3) {
+        // Deliberate: the owner digest is re-hashed whole (16 bytes) even for shorter keys, unlike
+        // the document key; this only matters for revision 3 files with keys under 128 bits.
+        for (int round = 0; round < kDigestRounds; ++round) {
+            PDMd5::Digest(key, 16, key);
+        }
+    }
+}
+
+void PDSecurity::DocumentKey(const uint8_t padded[32], const uint8_t ownerEntry[32],
+                             uint8_t key[16]) const {
+    const auto p = static_cast<uint32_t>(m_permissions);
+    const uint8_t permissionBytes[4] = {static_cast<uint8_t>(p), static_cast<uint8_t>(p >> 8),
+                                        static_cast<uint8_t>(p >> 16),
+                                        static_cast<uint8_t>(p >> 24)};
+    PDMd5 md5;
+    md5.Update(padded, 32);
+    md5.Update(ownerEntry, 32);
+    md5.Update(permissionBytes, 4);
+    md5.Update(m_documentId.Bytes(), static_cast<size_t>(m_documentId.Length()));
+    md5.Final(key);
+    if (m_revision >= 3) {
+        const auto n = static_cast<size_t>(KeyLength());
+        for (int round = 0; round < kDigestRounds; ++round) {
+            PDMd5::Digest(key, n, key);
+        }
+    }
+}
+
+void PDSecurity::ComputeOwnerEntry(uint8_t entry[32]) const {
+    uint8_t key[16];
+    OwnerKey(m_ownerPassword.IsEmpty() ? m_userPassword : m_ownerPassword, key);
+    const int n = KeyLength();
+    PadPassword(m_userPassword, entry);
+    PDRc4::Crypt(key, static_cast<size_t>(n), entry, kEntryLength);
+    if (m_revision >= 3) {
+        XorPasses(key, n, 1, kExtraPasses, entry, kEntryLength);
+    }
+}
+
+void PDSecurity::ComputeUserEntry(const uint8_t key[16], uint8_t entry[32]) const {
+    const int n = KeyLength();
+    if (m_revision < 3) {
+        std::memcpy(entry, kPadding, kEntryLength);
+        PDRc4::Crypt(key, static_cast<size_t>(n), entry, kEntryLength);
+        return;
+    }
+    PDMd5 md5;
+    md5.Update(kPadding, sizeof kPadding);
+    md5.Update(m_documentId.Bytes(), static_cast<size_t>(m_documentId.Length()));
+    md5.Final(entry);
+    XorPasses(key, n, 0, kExtraPasses, entry, 16);
+    std::memcpy(entry + 16, kPadding, 16);
+}
+
+void PDSecurity::PrepareEntries() {
+    if (m_role == kOutput && !m_levelChosen) {
+        ChooseLevel(4);
+    }
+    ComputeOwnerEntry(m_computedOwner);
+    uint8_t padded[32];
+    PadPassword(m_userPassword, padded);
+    uint8_t key[16];
+    DocumentKey(padded, m_computedOwner, key);
+    ComputeUserEntry(key, m_computedUser);
+    if (m_role == kOutput) {
+        std::memcpy(m_ownerEntry, m_computedOwner, kEntryLength);
+        std::memcpy(m_userEntry, m_computedUser, kEntryLength);
+    }
+}
+
+bool PDSecurity::Fail() noexcept {
+    m_notReady = true;
+    m_encrypting = false;
+    return false;
+}
+
+bool PDSecurity::CheckPaddedUser(const uint8_t padded[32]) {
+    if (m_role == kInput && !m_entriesRead) {
+        return Fail();
+    }
+    uint8_t key[16];
+    DocumentKey(padded, m_ownerEntry, key);
+    if (m_role == kInput) {
+        uint8_t entry[32];
+        ComputeUserEntry(key, entry);
+        const size_t compared = m_revision >= 3 ? 16 : 32;
+        if (std::memcmp(entry, m_userEntry, compared) != 0) {
+            return Fail();
+        }
+    }
+    std::memset(m_fileKey, 0, sizeof m_fileKey);
+    std::memcpy(m_fileKey, key, static_cast<size_t>(KeyLength()));
+    m_encrypting = true;
+    m_notReady = false;
+    return true;
+}
+
+bool PDSecurity::AuthenticateUser() {
+    uint8_t padded[32];
+    PadPassword(m_userPassword, padded);
+    return CheckPaddedUser(padded);
+}
+
+bool PDSecurity::CheckOwner(const PDStr& password) {
+    uint8_t key[16];
+    OwnerKey(password, key);
+    const int n = KeyLength();
+    // The decrypted /O is the padded user password itself (it may hold zero bytes), so it is
+    // checked as 32 bytes rather than as a text.
+    uint8_t padded[32];
+    std::memcpy(padded, m_ownerEntry, kEntryLength);
+    if (m_revision >= 3) {
+        XorPasses(key, n, kExtraPasses, 0, padded, kEntryLength);
+    } else {
+        PDRc4::Crypt(key, static_cast<size_t>(n), padded, kEntryLength);
+    }
+    return CheckPaddedUser(padded);
+}
+
+bool PDSecurity::SetUserPassword(const char* password) {
+    m_userPassword = password != nullptr ? password : "";
+    if (m_ownerPassword.IsEmpty()) {
+        m_ownerPassword = m_userPassword;
+    }
+    PrepareEntries();
+    return AuthenticateUser();
+}
+
+bool PDSecurity::SetOwnerPassword(const char* password) {
+    m_ownerPassword = password != nullptr ? password : "";
+    PrepareEntries();
+    if (AuthenticateUser()) {
+        return true;
+    }
+    return m_role == kInput && CheckOwner(m_ownerPassword);
+}
+
+bool PDSecurity::SetPassword(const char* password) {
+    return SetUserPassword(password) || SetOwnerPassword(password);
+}
+
+int PDSecurity::ObjectKey(int32_t objNum, int32_t generation, uint8_t key[16]) const {
+    const int n = KeyLength();
+    uint8_t input[16 + 5];
+    std::memcpy(input, m_fileKey, static_cast<size_t>(n));
+    const auto num = static_cast<uint32_t>(objNum);
+    const auto gen = static_cast<uint32_t>(generation);
+    input[n] = static_cast<uint8_t>(num);
+    input[n + 1] = static_cast<uint8_t>(num >> 8);
+    input[n + 2] = static_cast<uint8_t>(num >> 16);
+    input[n + 3] = static_cast<uint8_t>(gen);
+    input[n + 4] = static_cast<uint8_t>(gen >> 8);
+    PDMd5::Digest(input, static_cast<size_t>(n + 5), key);
+    return std::min(n + 5, 16);
+}
+
+void PDSecurity::CryptBytes(uint8_t* data, int64_t length, int32_t objNum,
+                            int32_t generation) const {
+    if (data == nullptr || length <= 0) {
+        return;
+    }
+    uint8_t key[16];
+    const int keyLength = ObjectKey(objNum, generation, key);
+    PDRc4::Crypt(key, static_cast<size_t>(keyLength), data, static_cast<size_t>(length));
+}
+
+void PDSecurity::CryptString(PDValue& value, int32_t objNum, int32_t generation) const {
+    if (value.Kind() != kPDString) {
+        return;
+    }
+    PDStr bytes;
+    PDDecodeString(value.Text(), bytes);
+    if (bytes.Length() > 0) {
+        CryptBytes(reinterpret_cast<uint8_t*>(bytes.Buffer()), bytes.Length(), objNum, generation);
+    }
+    PDStr written;
+    PDEncodeString(bytes.Bytes(), bytes.Length(), written, kPDLiteral);
+    value.MutableText() = written;
+}

@@ -1,0 +1,92 @@
+// PDSecurity: the standard security handler (RC4, revisions 2 and 3), for input and output files.
+#pragma once
+
+#include "pdf/pdstr.h"
+#include "pdf/pdvalue.h"
+
+#include <cstdint>
+
+class PDSecurity {
+public:
+    enum Role { kInput, kOutput };
+    explicit PDSecurity(Role role);
+
+    // Input: takes /O, /U (decoded from their written form), /P, /V (default 0), /Length (only when
+    // /V >= 2, default 40), /R (default 2) from the resolved /Encrypt dictionary. /Filter is not
+    // checked.
+    void ReadEncryptDictionary(const PDValue& encrypt);
+    // The first element of /ID, as bytes.
+    void SetDocumentId(const uint8_t* id, int length);
+
+    // True when this handler can decrypt the dictionary it read: /O and /U of 32 bytes, /V 1 or 2,
+    // /R 2 or 3, a key of 40 to 128 bits in whole bytes, and no AES crypt filter under /CF.
+    // Crypt-filter files (/V 4) are not read, even when their filter is RC4.
+    bool IsSupported() const noexcept;
+
+    // Letters P C S A X I E D Q take rights away; H<hex> sets /P outright. I, E, D, Q, a cleared
+    // bit 9..12 or a digit 5 anywhere choose 128-bit revision 3.
+    void SetPermissions(const char* letters);
+    // Both return whether the password opened the file (always true on output). The owner
+    // password defaults to the user password until one is given.
+    bool SetUserPassword(const char* password);
+    bool SetOwnerPassword(const char* password);
+    // Input -pw: user password first, then owner. True when the file opened.
+    bool SetPassword(const char* password);
+
+    bool IsEncrypting() const noexcept { return m_encrypting; }
+    bool IsNotReady() const noexcept { return m_notReady; }
+
+    // Key for one object: first n + 5 bytes (at most 16) of the digest. Returns its length.
+    int ObjectKey(int32_t objNum, int32_t generation, uint8_t key[16]) const;
+    // RC4 in place with the object's key (its own inverse, so it also decrypts). The caller checks
+    // IsEncrypting(); without a valid key the bytes come out scrambled.
+    void CryptBytes(uint8_t* data, int64_t length, int32_t objNum, int32_t generation) const;
+    // A string value as written: decoded, RC4'd and stored back as a literal string (every
+    // backslash doubled; kind stays String). Values of other kinds are left alone.
+    void CryptString(PDValue& value, int32_t objNum, int32_t generation) const;
+
+    int32_t Permissions() const noexcept { return m_permissions; }
+    int Version() const noexcept { return m_version; }
+    int Revision() const noexcept { return m_revision; }
+    int KeyBits() const noexcept { return m_keyBits; }
+    const uint8_t* ComputedOwner() const noexcept { return m_computedOwner; }
+    const uint8_t* ComputedUser() const noexcept { return m_computedUser; }
+    const uint8_t* FileKey() const noexcept { return m_fileKey; }
+
+    // Below 5, 40 and other values: 40-bit revision 2; 5 to 39 and 128: 128-bit revision 3.
+    // Drops the key until a password is set again.
+    void ChooseLevel(int k);
+
+private:
+    static constexpr int kEntryLength = 32;
+
+    int KeyLength() const noexcept;
+    void OwnerKey(const PDStr& password, uint8_t key[16]) const;
+    void DocumentKey(const uint8_t padded[32], const uint8_t ownerEntry[32], uint8_t key[16]) const;
+    void ComputeOwnerEntry(uint8_t entry[32]) const;
+    void ComputeUserEntry(const uint8_t key[16], uint8_t entry[32]) const;
+    void PrepareEntries();
+    bool CheckPaddedUser(const uint8_t padded[32]);
+    bool CheckOwner(const PDStr& password);
+    bool AuthenticateUser();
+    bool Fail() noexcept;
+
+    Role m_role;
+    uint8_t m_fileKey[32] = {};
+    int32_t m_permissions = -4;
+    uint8_t m_ownerEntry[32] = {};
+    uint8_t m_userEntry[32] = {};
+    uint8_t m_computedOwner[32] = {};
+    uint8_t m_computedUser[32] = {};
+    PDStr m_userPassword;
+    PDStr m_ownerPassword;
+    PDStr m_documentId;
+    int m_version = 0;
+    int m_keyBits = 40;
+    int m_revision = 2;
+    bool m_levelChosen = false;
+    bool m_encrypting = false;
+    bool m_notReady = true;
+    bool m_entriesRead = false; // input: /O and /U were present and 32 bytes long
+    bool m_aesFilter = false;   // input: a crypt filter names an AES method
+};
