@@ -22,6 +22,13 @@ public:
         (void)objNum;
         return false;
     }
+    // The integer held by object objNum when it has no file offset of its own (it sits inside an
+    // object stream). False when there is no such object or it is not an integer.
+    virtual bool PackedInteger(int32_t objNum, int64_t& value) {
+        (void)objNum;
+        (void)value;
+        return false;
+    }
     // Loads object objNum and returns the number it reports (for references split across lines).
     virtual int32_t LoadedObjectNumber(int32_t objNum) { return objNum; }
     // Upper bound for a stream's data bytes from the current position (the rest of the input).

@@ -88,8 +88,12 @@ int64_t PDParser::IndirectLength(int32_t objNum) {
     PDParseHost& host = m_source.Host();
     int64_t saved = host.Tell();
     int64_t length = -1;
+    int64_t packed = 0;
     if (!host.SeekObject(objNum)) {
-        PDReport("error reading Length object\n");
+        if (host.PackedInteger(objNum, packed))
+            length = packed;
+        else
+            PDReport("error reading Length object\n");
     } else {
         PDParser reader(host);
         reader.m_noStreams = true; // a length object that claims a stream cannot recurse here

@@ -1,0 +1,21 @@
+// The real-world files beside the checkout and what their manifest says about them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct CorpusFile {
+    std::string name;
+    std::string path;
+    std::string encrypted; // "none", "rc4-40 (user='', owner='owner')", "aes-128 ..."
+    std::string userPassword;
+    std::string ownerPassword; // empty when unknown
+    int pages = 0;
+    int terminalFields = 0;
+    bool IsAes() const { return encrypted.rfind("aes", 0) == 0; }
+    bool IsRc4() const { return encrypted.rfind("rc4", 0) == 0; }
+};
+
+// Empty when the corpus folder is absent.
+std::vector<CorpusFile> LoadCorpusManifest();
+std::string CorpusDir();
