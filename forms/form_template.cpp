@@ -1,0 +1,312 @@
+#include "forms/form_template.h"
+
+#include "forms/form_fonts.h"
+#include "pdf/pdformat.h"
+#include "pdf/pdlimits.h"
+#include "pdf/pdstring.h"
+#include "pdf/pdtextstring.h"
+
+#include <charconv>
+#include <cstdio>
+#include <unordered_set>
+
+namespace {
+
+// Decoded text of a name or string value; empty for anything else.
+PDStr TextOf(const PDValue* v) {
+    PDStr out;
+    if (v != nullptr && (v->Kind() == kPDString || v->IsName()))
+        PDDecodeString(v->Text(), out);
+    return out;
+}
+
+size_t DisplayLength(const std::string& utf8) {
+    size_t n = 0;
+    for (char c : utf8)
+        n += (static_cast<uint8_t>(c) & 0xC0) != 0x80 ? 1 : 0;
+    return n;
+}
+
+std::string Utf8(const PDStr& s) {
+    return PDTextToUtf8(s.View());
+}
+
+// A number at the start of text, after leading blanks; 0 when none can be read.
+float LeadingNumber(std::string_view text) {
+    size_t i = 0;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
+        ++i;
+    text.remove_prefix(i);
+    if (!text.empty() && text[0] == '+')
+        text.remove_prefix(1);
+    float value = 0;
+    auto res = std::from_chars(text.data(), text.data() + text.size(), value);
+    return res.ec == std::errc() ? value : 0.0f;
+}
+
+} // namespace
+
+PDFormTemplate::PDFormTemplate() = default;
+PDFormTemplate::~PDFormTemplate() = default;
+
+void PDFormTemplate::ForgetFields() {
+    m_terminals.clear();
+    m_visited.clear();
+    m_fieldsCollected = false;
+}
+
+PDValue* PDFormTemplate::Deref(PDValue* v) {
+    return Resolve(v);
+}
+
+void PDFormTemplate::CollectFields() {
+    if (m_fieldsCollected)
+        return;
+    m_fieldsCollected = true;
+    PDValue* catalog = Catalog();
+    PDValue* form = catalog ? Deref(catalog->Get("/AcroForm")) : nullptr;
+    PDValue* fields = form ? Deref(form->Get("/Fields")) : nullptr;
+    if (fields == nullptr || fields->Kind() != kPDArray)
+        return;
+    for (PDValue* f = fields->First(); f != nullptr; f = f->Next()) {
+        bool counted = false;
+        int32_t num = f->Kind() == kPDReference ? f->Number() : 0;
+        CollectNode(Deref(f), num, 0, counted);
+    }
+}
+
+// A node with /Kids is searched through its kids first; only when none of them was counted is the
+// node itself a terminal field (so a field whose kids are bare widgets is one field).
+void PDFormTemplate::CollectNode(PDValue* node, int32_t objNum, int depth, bool& counted) {
+    counted = false;
+    if (node == nullptr || node->Kind() != kPDDictionary || depth > pdlimits::kMaxTreeDepth)
+        return;
+    if (objNum != 0) {
+        if (m_visited.count(objNum))
+            return; // a field reached twice (a cycle, or listed twice) is counted once
+        m_visited[objNum] = true;
+    }
+    PDValue* kids = Deref(node->GetSlot(pdkey::Kids));
+    bool anyKid = false;
+    if (kids != nullptr && kids->Kind() == kPDArray) {
+        for (PDValue* k = kids->First(); k != nullptr; k = k->Next()) {
+            bool kidCounted = false;
+            int32_t num = k->Kind() == kPDReference ? k->Number() : 0;
+            CollectNode(Deref(k), num, depth + 1, kidCounted);
+            anyKid = anyKid || kidCounted;
+        }
+    }
+    if (!anyKid && node->Get("/T") != nullptr) {
+        m_terminals.push_back({objNum, node});
+        counted = true;
+    }
+    counted = counted || anyKid;
+}
+
+bool PDFormTemplate::GetField(int field, PDFieldInfo& info) {
+    info = PDFieldInfo{};
+    CollectFields();
+    if (field < 1 || static_cast<size_t>(field) > m_terminals.size())
+        return false;
+    PDValue* dict = m_terminals[static_cast<size_t>(field - 1)].dict;
+    info.name = FullNameUtf8(dict);
+    info.value = PDStr(Utf8(TextOf(Deref(dict->Get("/V")))));
+    info.tooltip = PDStr(Utf8(TextOf(Deref(dict->Get("/TU")))));
+    PDValue* ff = Deref(dict->Get("/Ff"));
+    PDValue* f = Deref(dict->Get("/F"));
+    info.fieldFlags = static_cast<uint16_t>(ff ? ff->GetInt() : 0);
+    info.annotationFlags = static_cast<uint16_t>(f ? f->GetInt() : 0);
+    return true;
+}
+
+PDStr PDFormTemplate::FullName(const PDValue* field) {
+    return JoinName(field, [](const PDValue* t) { return TextOf(t); });
+}
+
+// Each part is converted on its own: one name may mix PDFDocEncoding and UTF-16 parts.
+PDStr PDFormTemplate::FullNameUtf8(const PDValue* field) {
+    return JoinName(field, [](const PDValue* t) {
+        PDStr bytes = TextOf(t);
+        return PDStr(PDTextToUtf8(bytes.View()));
+    });
+}
+
+template <class Convert> PDStr PDFormTemplate::JoinName(const PDValue* field, Convert convert) {
+    PDStr name = convert(field ? field->Get("/T") : nullptr);
+    std::unordered_set<const PDValue*> seen{field};
+    const PDValue* node = field;
+    for (int depth = 0; node != nullptr && depth < pdlimits::kMaxTreeDepth; ++depth) {
+        const PDValue* parent = Deref(node->GetSlot(pdkey::Parent));
+        if (parent == nullptr || parent->Kind() != kPDDictionary || !seen.insert(parent).second)
+            break;
+        if (const PDValue* t = parent->Get("/T")) {
+            PDStr prefix = convert(Deref(const_cast<PDValue*>(t)));
+            if (!name.IsEmpty()) {
+                prefix.Append('.');
+                prefix.Append(name);
+            }
+            name = prefix;
+        }
+        node = parent;
+    }
+    return name;
+}
+
+PDValue* PDFormTemplate::WidgetDict(const Terminal& t, int widget, int32_t& objNum) {
+    PDValue* kids = Deref(t.dict->GetSlot(pdkey::Kids));
+    PDValue* w = nullptr;
+    objNum = 0;
+    if (kids == nullptr || kids->Kind() != kPDArray) {
+        if (widget == 1) {
+            w = t.dict;
+            objNum = t.objNum;
+        }
+    } else if (PDValue* k = kids->Element(widget - 1)) {
+        objNum = k->Kind() == kPDReference ? k->Number() : 0;
+        w = Deref(k);
+    }
+    if (w == nullptr || w->Kind() != kPDDictionary)
+        return nullptr;
+    PDValue* subtype = Deref(w->Get("/Subtype"));
+    return subtype && subtype->IsName("/Widget") ? w : nullptr;
+}
+
+bool PDFormTemplate::GetWidget(int field, int widget, PDWidgetInfo& info) {
+    info = PDWidgetInfo{};
+    CollectFields();
+    if (field < 1 || static_cast<size_t>(field) > m_terminals.size() || widget < 1)
+        return false;
+    const Terminal& t = m_terminals[static_cast<size_t>(field - 1)];
+    int32_t objNum = 0;
+    PDValue* w = WidgetDict(t, widget, objNum);
+    if (w == nullptr)
+        return false;
+    PDValue* rect = Deref(w->Get("/Rect"));
+    if (rect != nullptr && rect->Kind() == kPDArray) {
+        float c[4] = {};
+        int i = 0;
+        for (PDValue* e = rect->First(); e != nullptr && i < 4; e = e->Next(), ++i)
+            c[i] = static_cast<float>(Deref(e) ? Deref(e)->GetReal() : 0.0);
+        info.x = c[0];
+        info.y = c[1];
+        info.width = c[2] - c[0];
+        info.height = c[3] - c[1];
+    }
+    info.page = PageOf(objNum, w);
+    PDStr da;
+    if (DefaultAppearance(w, t.dict, da)) {
+        info.fontIndex = formfont::IndexOfPrefix(da.Text(), da.Length());
+        info.fontSize = da.Length() > 6 ? LeadingNumber(da.View().substr(6)) : 0.0f;
+    }
+    return true;
+}
+
+// /DA is inheritable: the widget, then the field and its ancestors, then the form dictionary.
+bool PDFormTemplate::DefaultAppearance(const PDValue* widget, const PDValue* field, PDStr& da) {
+    std::unordered_set<const PDValue*> seen;
+    const PDValue* node = widget;
+    for (int depth = 0; node != nullptr && depth < pdlimits::kMaxTreeDepth; ++depth) {
+        if (!seen.insert(node).second)
+            break;
+        if (const PDValue* v = Deref(node->Get("/DA")); v && v->Kind() == kPDString) {
+            PDDecodeString(v->Text(), da);
+            return true;
+        }
+        const PDValue* parent = Deref(node->GetSlot(pdkey::Parent));
+        node = (parent == nullptr && node == widget && widget != field) ? field : parent;
+        if (node != nullptr && node->Kind() != kPDDictionary)
+            node = nullptr;
+    }
+    PDValue* catalog = Catalog();
+    PDValue* form = catalog ? Deref(catalog->Get("/AcroForm")) : nullptr;
+    const PDValue* v = form ? Deref(form->Get("/DA")) : nullptr;
+    if (v == nullptr || v->Kind() != kPDString)
+        return false;
+    PDDecodeString(v->Text(), da);
+    return true;
+}
+
+void PDFormTemplate::CollectPages() {
+    if (m_pagesCollected)
+        return;
+    m_pagesCollected = true;
+    std::vector<int32_t> pages = PageNumbers();
+    for (size_t i = 0; i < pages.size(); ++i) {
+        int pageNo = static_cast<int>(i) + 1;
+        m_pageIndex.emplace(pages[i], pageNo);
+        PDIndirectObj* page = GetObj(pages[i]);
+        PDValue* annots =
+            page && page->Value() ? Deref(page->Value()->GetSlot(pdkey::Annots)) : nullptr;
+        if (annots == nullptr || annots->Kind() != kPDArray)
+            continue;
+        for (PDValue* a = annots->First(); a != nullptr; a = a->Next()) {
+            if (a->Kind() == kPDReference)
+                m_annotPage.emplace(a->Number(), pageNo);
+        }
+    }
+}
+
+// The page whose /Annots lists the widget; failing that, the widget's own /P.
+int PDFormTemplate::PageOf(int32_t widgetObj, const PDValue* widget) {
+    CollectPages();
+    if (auto it = m_annotPage.find(widgetObj); widgetObj != 0 && it != m_annotPage.end())
+        return it->second;
+    const PDValue* p = widget->Get("/P");
+    if (p != nullptr && p->Kind() == kPDReference) {
+        if (auto it = m_pageIndex.find(p->Number()); it != m_pageIndex.end())
+            return it->second;
+    }
+    return 0;
+}
+
+PDValue* PDFormTemplate::FindField(const PDStr& name) {
+    PDValue* catalog = Catalog();
+    PDValue* form = catalog ? Deref(catalog->Get("/AcroForm")) : nullptr;
+    PDValue* fields = form ? Deref(form->Get("/Fields")) : nullptr;
+    if (fields == nullptr || fields->Kind() != kPDArray)
+        return nullptr;
+    for (PDValue* f = fields->First(); f != nullptr; f = f->Next()) {
+        PDValue* top = Deref(f);
+        if (top == nullptr || top->Kind() != kPDDictionary)
+            continue;
+        PDValue* kids = Deref(top->GetSlot(pdkey::Kids));
+        if (kids == nullptr || kids->Kind() != kPDArray) {
+            if (FullName(top) == name)
+                return top;
+            continue;
+        }
+        for (PDValue* k = kids->First(); k != nullptr; k = k->Next()) {
+            PDValue* kid = Deref(k);
+            if (kid != nullptr && kid->Kind() == kPDDictionary && FullName(kid) == name)
+                return kid;
+        }
+    }
+    return nullptr;
+}
+
+std::string PDFormTemplate::ListFields() {
+    std::string out;
+    PDFieldInfo field;
+    for (int f = 1; GetField(f, field); ++f) {
+        std::string name = field.name.ToString();
+        std::string value = field.value.ToString();
+        PDWidgetInfo w;
+        for (int n = 1; GetWidget(f, n, w); ++n) {
+            std::string pos = std::to_string(w.page) + " [" + PDFormatReal(w.x) + "," +
+                              PDFormatReal(w.y) + "/" + PDFormatReal(w.width) + "," +
+                              PDFormatReal(w.height) + "]";
+            // "%*s" with a negative width: the name left-aligned in (40 - position length)
+            // columns, counted in characters so that UTF-8 names line up too.
+            int width = static_cast<int>(pos.size()) - 40;
+            size_t column = width < 0 ? static_cast<size_t>(-width) : static_cast<size_t>(width);
+            size_t shown = DisplayLength(name);
+            std::string line = name;
+            if (shown < column && width < 0)
+                line.append(column - shown, ' ');
+            else if (shown < column)
+                line.insert(0, column - shown, ' ');
+            out += line + " " + pos + " : " + value + "\n";
+        }
+    }
+    return out;
+}

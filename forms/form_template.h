@@ -1,0 +1,70 @@
+// PDFormTemplate: the template of a run, an input document with access to its form fields.
+#pragma once
+
+#include "pdf/pdstr.h"
+#include "structure/pdinput.h"
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+struct PDFieldInfo {
+    // Texts as UTF-8 (each part of the name converted from PDFDocEncoding or UTF-16 on its own).
+    PDStr name;                   // fully qualified
+    PDStr value;                  // /V: decoded string, or decoded name
+    PDStr tooltip;                // /TU
+    uint16_t fieldFlags = 0;      // /Ff
+    uint16_t annotationFlags = 0; // /F
+};
+
+struct PDWidgetInfo {
+    float x = 0, y = 0, width = 0, height = 0;
+    int page = 0;       // counting from 1; 0 when no page holds the widget
+    int fontIndex = -1; // in the form font list
+    float fontSize = 0;
+};
+
+class PDFormTemplate : public PDFInput {
+public:
+    PDFormTemplate();
+    ~PDFormTemplate() override;
+
+    // Field number counts from 1 in depth-first order of /Fields. False (texts emptied) when there
+    // is no such field.
+    bool GetField(int field, PDFieldInfo& info);
+    // Widget number counts from 1. False when the field has no such widget.
+    bool GetWidget(int field, int widget, PDWidgetInfo& info);
+    // The field dictionary with this fully-qualified name; null when there is none.
+    PDValue* FindField(const PDStr& name);
+    // Fully-qualified name of a field dictionary, as the bytes of the file.
+    PDStr FullName(const PDValue* field);
+    // The same as UTF-8.
+    PDStr FullNameUtf8(const PDValue* field);
+    // The listing: one line per widget, "%*s %s : %s\n" with names and values as UTF-8.
+    std::string ListFields();
+
+    // Forgets what was learnt about the field tree (after the tree was changed or re-read).
+    void ForgetFields();
+
+private:
+    struct Terminal {
+        int32_t objNum; // 0 for a field that is not an indirect object
+        PDValue* dict;
+    };
+    void CollectFields();
+    void CollectNode(PDValue* node, int32_t objNum, int depth, bool& counted);
+    PDValue* WidgetDict(const Terminal& t, int widget, int32_t& objNum);
+    int PageOf(int32_t widgetObj, const PDValue* widget);
+    void CollectPages();
+    bool DefaultAppearance(const PDValue* widget, const PDValue* field, PDStr& da);
+    PDValue* Deref(PDValue* v);
+    template <class Convert> PDStr JoinName(const PDValue* field, Convert convert);
+
+    std::vector<Terminal> m_terminals;
+    std::unordered_map<int32_t, bool> m_visited;
+    std::unordered_map<int32_t, int> m_annotPage; // annotation object -> page from 1
+    std::unordered_map<int32_t, int> m_pageIndex; // page object -> page from 1
+    bool m_fieldsCollected = false;
+    bool m_pagesCollected = false;
+};
