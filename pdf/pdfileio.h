@@ -24,7 +24,8 @@ public:
     bool AtEnd() const noexcept { return m_atEnd; }
     int64_t Tell() const noexcept;
     int GetByte(); // -1 at end
-    // origin 0: from the start; 2: from the end. Flushes and clears the end flag. New position or -1.
+    // origin 0: from the start; 2: from the end. Flushes and clears the end flag. New position or
+    // -1.
     int64_t Seek(int64_t pos, int origin = 0);
     void AttachStdout();
     bool IsOpen() const noexcept { return m_fd >= 0; }

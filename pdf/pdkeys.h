@@ -28,7 +28,7 @@ enum Slot : int {
 #define PD_KEY_ENUM(id, text) id,
     PD_WELL_KNOWN_KEYS(PD_KEY_ENUM)
 #undef PD_KEY_ENUM
-    kWellKnownCount
+        kWellKnownCount
 };
 
 // Text of a well-known slot ("/Length" for 0); null for any other slot.

@@ -12,7 +12,8 @@ inline constexpr int kMaxValueDepth = 256;
 // Dictionary tables count their slots in 16 bits.
 inline constexpr int kMaxDictKeys = 32767;
 
-// Walks over /Parent and /Kids switch to a visited set beyond this depth, and stop at kMaxTreeDepth.
+// Walks over /Parent and /Kids switch to a visited set beyond this depth, and stop at
+// kMaxTreeDepth.
 inline constexpr int kCheapTreeDepth = 32;
 inline constexpr int kMaxTreeDepth = 1000;
 

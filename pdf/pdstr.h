@@ -8,7 +8,7 @@
 class PDStr {
 public:
     PDStr() noexcept;
-    PDStr(const char* text);            // NOLINT: implicit on purpose, texts convert freely
+    PDStr(const char* text); // NOLINT: implicit on purpose, texts convert freely
     PDStr(const char* bytes, int length);
     explicit PDStr(std::string_view bytes);
     PDStr(const PDStr& other);
@@ -24,9 +24,7 @@ public:
     int Length() const noexcept { return m_length; }
     int Capacity() const noexcept { return m_capacity; }
     bool IsEmpty() const noexcept { return m_length == 0; }
-    std::string_view View() const noexcept {
-        return {m_text, static_cast<size_t>(m_length)};
-    }
+    std::string_view View() const noexcept { return {m_text, static_cast<size_t>(m_length)}; }
     std::string ToString() const { return std::string(View()); }
     // Byte at i, or 0 outside the string.
     uint8_t At(int i) const noexcept;
@@ -38,9 +36,9 @@ public:
     void Append(const PDStr& other);
 
     PDStr Concat(const PDStr& other) const;
-    PDStr Tail(int from) const;             // empty when from is at or past the end
+    PDStr Tail(int from) const;                 // empty when from is at or past the end
     PDStr Substring(int from, int count) const; // count cut to what remains
-    int Find(char byte) const noexcept;     // -1 when absent
+    int Find(char byte) const noexcept;         // -1 when absent
     int Find(const char* text) const noexcept;
     // Unsigned bytes up to the first zero; -1, 0 or 1.
     int Compare(const char* text) const noexcept;

@@ -1,0 +1,113 @@
+// Listing runs of the built tool: what is printed, the exit status, and that nothing is created.
+#include "tests/support/pdf_builder.h"
+#include "tests/support/run_tool.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char* ToolPath() {
+    return std::getenv("QUILLET_BIN");
+}
+
+const std::string kExampleForm = std::string(QUILLET_SOURCE_DIR) + "/examples/example-form.pdf";
+
+const char* kExampleListing = "name                   1 [180,700/320,24] : Ada Lovelace\n"
+                              "address.street         1 [180,660/320,24] : \n"
+                              "address.city           1 [180,620/320,24] : \n"
+                              "since                   1 [180,580/80,24] : \n"
+                              "newsletter              1 [180,540/16,16] : Off\n";
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+bool HaveQpdf() {
+    return std::system("qpdf --version >/dev/null 2>&1") == 0;
+}
+
+} // namespace
+
+TEST(ListingEndToEnd, ListsTheExampleFormEitherWay) {
+    if (ToolPath() == nullptr)
+        GTEST_SKIP() << "QUILLET_BIN is not set";
+    const std::vector<std::vector<std::string>> runs = {
+        {kExampleForm}, {"-l", kExampleForm, "out.pdf"}, {"-quiet", "-l", kExampleForm}};
+    for (const auto& args : runs) {
+        SCOPED_TRACE(testing::PrintToString(args));
+        TempDir dir;
+        ToolResult r = RunTool(ToolPath(), args, "", dir.Path());
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.out, kExampleListing);
+        EXPECT_EQ(r.err, "");
+        EXPECT_TRUE(std::filesystem::is_empty(dir.Path()));
+    }
+}
+
+TEST(ListingEndToEnd, FilesThatAreNoFormsListNothing) {
+    if (ToolPath() == nullptr)
+        GTEST_SKIP() << "QUILLET_BIN is not set";
+    testpdf::PdfBuilder b("1.4");
+    b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    b.Add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
+    b.Trailer("/Root 1 0 R");
+    TempDir dir;
+    WriteFile(dir.Path() + "/plain.pdf", b.Build());
+    WriteFile(dir.Path() + "/text.pdf", "this is not a PDF file at all\n");
+    ToolResult plain = RunTool(ToolPath(), {"plain.pdf"}, "", dir.Path());
+    EXPECT_EQ(plain.status, 0);
+    EXPECT_EQ(plain.out, "");
+    ToolResult text = RunTool(ToolPath(), {"text.pdf"}, "", dir.Path());
+    EXPECT_EQ(text.status, 2);
+    EXPECT_EQ(text.err, "File 'text.pdf' cannot be opened as template\n");
+}
+
+// Encrypted copies of the example form made by an independent tool.
+TEST(ListingEndToEnd, EncryptedTemplatesOpenOnlyWithTheirPassword) {
+    if (ToolPath() == nullptr)
+        GTEST_SKIP() << "QUILLET_BIN is not set";
+    if (!HaveQpdf())
+        GTEST_SKIP() << "qpdf is not installed";
+    TempDir dir;
+    const std::string locked = dir.Path() + "/locked.pdf";
+    struct Case {
+        const char* keyBits;
+        std::vector<std::string> args;
+        int status;
+        const char* err;
+    } cases[] = {
+        {"40", {"-pw", "user", "locked.pdf"}, 0, ""},
+        {"40", {"-pw", "owner", "locked.pdf"}, 0, ""},
+        {"128", {"-pw", "user", "locked.pdf"}, 0, ""},
+        {"128", {"-pw", "owner", "-l", "locked.pdf", "out.pdf"}, 0, ""},
+        {"128", {"locked.pdf"}, 2, "File 'locked.pdf' cannot be opened: the password is wrong\n"},
+        {"40",
+         {"-pw", "guess", "locked.pdf", "out.pdf", "a=b"},
+         2,
+         "File 'locked.pdf' cannot be opened: the password is wrong\n"},
+        {"aes",
+         {"-pw", "user", "locked.pdf", "out.pdf"},
+         2,
+         "File 'locked.pdf' cannot be opened: its encryption is not supported\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.keyBits) + " " + testing::PrintToString(c.args));
+        std::string how = std::string(c.keyBits) == "aes" ? "128 --use-aes=y" : c.keyBits;
+        if (how == "128")
+            how += " --use-aes=n";
+        std::string cmd = "qpdf --allow-weak-crypto --encrypt user owner " + how + " -- '" +
+                          kExampleForm + "' '" + locked + "'";
+        ASSERT_EQ(std::system(cmd.c_str()), 0);
+        ToolResult r = RunTool(ToolPath(), c.args, "", dir.Path());
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_EQ(r.out, c.status == 0 ? kExampleListing : "");
+        EXPECT_EQ(r.err, c.err);
+        EXPECT_FALSE(std::filesystem::exists(dir.Path() + "/out.pdf"));
+    }
+}

@@ -1,0 +1,30 @@
+// Runs a program as a child process and captures what it does.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct ToolResult {
+    int status = -1; // exit status; -1 when the program could not be run or did not exit normally
+    std::string out;
+    std::string err;
+};
+
+// Runs program with args (the program name is added as argv[0]) in workDir (empty: the current
+// directory), feeding input to its standard input.
+ToolResult RunTool(const std::string& program, const std::vector<std::string>& args,
+                   const std::string& input = std::string(),
+                   const std::string& workDir = std::string());
+
+// A fresh directory under /tmp, removed with everything in it when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+};

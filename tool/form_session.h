@@ -1,0 +1,64 @@
+// FormSession: everything one run asks of the template and the output document. The run flow
+// drives it; the form document implements it. Listing, filling, deleting and adding plug in here
+// without the command line knowing how they are done.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <vector>
+
+class FormSession {
+public:
+    enum class PasswordResult {
+        kOpened,
+        kWrongPassword,
+        kUnsupportedEncryption,
+    };
+
+    virtual ~FormSession() = default;
+
+    // --- The template ---
+    // Opens the named file for reading as the template. False when it cannot be opened or read.
+    virtual bool OpenTemplate(const char* name) = 0;
+    virtual bool TemplateIsEncrypted() = 0;
+    // Tried only on an encrypted template; the password is "" when none was given.
+    virtual PasswordResult SetTemplatePassword(const char* password) = 0;
+    // Writes the field listing of the template to out.
+    virtual void ListFields(FILE* out) = 0;
+    virtual void CloseTemplate() = 0;
+    // Drops /Rights from the template catalog's /ViewerPreferences, if present.
+    virtual void RemoveUsageRights() = 0;
+    // True when the template has an outline whose /Count is greater than 0.
+    virtual bool TemplateHasOutline() = 0;
+
+    // --- The output document ---
+    // Both reset the auto-size limits to 12 (largest) and 5 (smallest).
+    // False when the file cannot be created.
+    virtual bool CreateOutputFile(const char* name) = 0;
+    virtual void CreateOutputInMemory() = 0;
+    virtual void SetPermissions(const char* permissions) = 0;
+    virtual void SetUserPassword(const char* password) = 0;
+    virtual void SetOwnerPassword(const char* password) = 0;
+    virtual void SetFontSizeLimits(float largest, float smallest) = 0;
+    virtual float LargestFontSize() const = 0;
+    virtual float SmallestFontSize() const = 0;
+    // False when the template is already attached to another document; the run ignores it.
+    virtual bool AttachTemplate() = 0;
+    // name is fully qualified; value is taken as it stands. False when the field was not set.
+    virtual bool SetFieldValue(const char* name, const char* value) = 0;
+    virtual bool DeleteField(const char* name) = 0;
+    // pageIndex counts from 0; font indexes the form font list. False when nothing was added.
+    virtual bool AddTextField(const char* name, int pageIndex, float x, float y, float width,
+                              float height, int font, float size) = 0;
+    // 0 burns every field into the page content; -1 keeps fields as fields.
+    virtual void SetFlatten(int mode) = 0;
+    // Carries every page of the template into the output. Failures land in the document's error
+    // code, which the user never sees.
+    virtual void ImportPages() = 0;
+    virtual void CopyOutlines() = 0;
+    virtual void CopyNamedDestinations() = 0;
+    virtual void WriteCatalog() = 0;
+    virtual void CloseOutput() = 0;
+    // The bytes of an output created in memory, handed over to the caller (empty otherwise).
+    virtual std::vector<uint8_t> TakeMemoryImage() = 0;
+};
