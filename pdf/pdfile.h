@@ -177,6 +177,7 @@ private:
     int64_t ReadAt(int64_t pos, uint8_t* buffer, int64_t n);
     bool LoadFromFile(PDIndirectObj& holder, int32_t n, int64_t offset);
     int64_t LocateObject(int32_t n, const PDXrefEntry* entry);
+    int64_t HeaderOffsetOf(int32_t objNum);
     bool HeaderAt(int64_t offset, int32_t n);
 
     void CountObjects();

@@ -522,12 +522,17 @@ int64_t PDFile::Remaining() {
     return m_inSize > m_inPos ? m_inSize - m_inPos : 0;
 }
 
-bool PDFile::SeekObject(int32_t objNum) {
+// The file offset of object objNum's header; 0 when it has none.
+int64_t PDFile::HeaderOffsetOf(int32_t objNum) {
     if (objNum <= 0 || objNum > pdlimits::kMaxObjectNumber)
-        return false;
+        return 0;
     const PDXrefEntry* found = XrefEntry(objNum);
     PDXrefEntry entry = found != nullptr ? *found : PDXrefEntry{};
-    int64_t offset = LocateObject(objNum, found != nullptr ? &entry : nullptr);
+    return LocateObject(objNum, found != nullptr ? &entry : nullptr);
+}
+
+bool PDFile::SeekObject(int32_t objNum) {
+    int64_t offset = HeaderOffsetOf(objNum);
     if (offset <= 0)
         return false;
     m_inPos = offset;
@@ -549,11 +554,7 @@ bool PDFile::PackedInteger(int32_t objNum, int64_t& value) {
 }
 
 int32_t PDFile::LoadedObjectNumber(int32_t objNum) {
-    if (objNum <= 0 || objNum > pdlimits::kMaxObjectNumber)
-        return objNum;
-    const PDXrefEntry* found = XrefEntry(objNum);
-    PDXrefEntry entry = found != nullptr ? *found : PDXrefEntry{};
-    int64_t offset = LocateObject(objNum, found != nullptr ? &entry : nullptr);
+    int64_t offset = HeaderOffsetOf(objNum);
     uint8_t bytes[256];
     int64_t got = offset > 0 ? ReadAt(offset, bytes, sizeof bytes) : 0;
     const uint8_t* p = bytes;

@@ -1,17 +1,9 @@
 // The name codec. Names are kept as written; these turn raw bytes into a name and back.
 #include "pdf/pdvalue.h"
 
-namespace {
+#include "pdf/pdnumtext.h"
 
-int HexDigit(uint8_t c) noexcept {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
+namespace {
 
 // Walks the decoded bytes of a name text one at a time.
 class NameReader {
@@ -28,9 +20,9 @@ public:
         if (m_i >= m_length)
             return false;
         uint8_t c = m_p[m_i];
-        if (m_escapes && c == '#' && m_i + 2 < m_length && HexDigit(m_p[m_i + 1]) >= 0 &&
-            HexDigit(m_p[m_i + 2]) >= 0) {
-            out = static_cast<uint8_t>(HexDigit(m_p[m_i + 1]) * 16 + HexDigit(m_p[m_i + 2]));
+        if (m_escapes && c == '#' && m_i + 2 < m_length && PDHexValue(m_p[m_i + 1]) >= 0 &&
+            PDHexValue(m_p[m_i + 2]) >= 0) {
+            out = static_cast<uint8_t>(PDHexValue(m_p[m_i + 1]) * 16 + PDHexValue(m_p[m_i + 2]));
             m_i += 3;
             return true;
         }

@@ -1,22 +1,12 @@
 #include "pdf/pdstring.h"
 
 #include "pdf/pddiag.h"
+#include "pdf/pdnumtext.h"
 #include "pdf/pdvalue.h"
 
 #include <cstring>
 
 namespace {
-
-// Value of a hexadecimal digit, or -1.
-int HexValue(uint8_t c) noexcept {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 // The byte that a backslash and this letter stand for, or -1.
 int LetterEscape(uint8_t c) noexcept {
@@ -43,7 +33,7 @@ bool IsOctal(uint8_t c) noexcept {
 void DecodeHex(const uint8_t* p, int length, PDStr& out) {
     int pending = -1;
     for (int i = 1; i < length && p[i] != '>'; ++i) {
-        int v = HexValue(p[i]);
+        int v = PDHexValue(p[i]);
         if (v < 0)
             continue;
         if (pending < 0) {

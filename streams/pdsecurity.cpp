@@ -1,5 +1,6 @@
 #include "streams/pdsecurity.h"
 
+#include "pdf/pdnumtext.h"
 #include "pdf/pdstring.h"
 #include "streams/md5.h"
 #include "streams/rc4.h"
@@ -34,14 +35,6 @@ constexpr int32_t kExtendedBits = 256 | 512 | 1024 | 2048;
 
 char UpperAscii(char c) {
     return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    const char u = UpperAscii(c);
-    return (u >= 'A' && u <= 'F') ? u - 'A' + 10 : -1;
 }
 
 void PadPassword(const PDStr& password, uint8_t padded[32]) {
@@ -138,7 +131,7 @@ void PDSecurity::SetPermissions(const char* letters) {
             // with them (so "H0P" is just 0), unless it is the end of the text.
             uint32_t value = 0;
             int digit = 0;
-            while ((digit = HexDigit(p[1])) >= 0) {
+            while ((digit = PDHexValue(static_cast<uint8_t>(p[1]))) >= 0) {
                 ++p;
                 sawFive = sawFive || *p == '5';
                 value = (value << 4) | static_cast<uint32_t>(digit);
