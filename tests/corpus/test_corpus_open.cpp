@@ -2,6 +2,8 @@
 // open or fail without crashing.
 #include "structure/pdinput.h"
 
+#include "forms/form_template.h"
+
 #include "pdf/pdstring.h"
 #include "tests/corpus/corpus_manifest.h"
 
@@ -112,7 +114,7 @@ TEST(CorpusOpen, WrongPasswordRejected) {
     EXPECT_NE(in.Catalog(), nullptr); // structure is readable without the key
 }
 
-// Truncated and bit-flipped copies open or fail, but never crash or hang.
+// Truncated and bit-flipped copies open or fail, and list what they can, but never crash or hang.
 TEST(CorpusOpen, DamagedCopies) {
     std::vector<CorpusFile> files = LoadCorpusManifest();
     if (files.empty())
@@ -135,9 +137,10 @@ TEST(CorpusOpen, DamagedCopies) {
                 copies.back()[next() % bytes.size()] ^= static_cast<uint8_t>(1u << (next() % 8));
         }
         for (const auto& copy : copies) {
-            PDFInput in;
+            PDFormTemplate in;
             if (in.OpenMemory(copy.data(), static_cast<int64_t>(copy.size()))) {
                 in.SetPassword(f.userPassword.c_str());
+                in.ListFields();
                 Exercise(in, 600);
             } else {
                 EXPECT_NE(in.ErrorCode(), 0);

@@ -3,10 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
+#include <tuple>
 
 namespace {
+
+using namespace std::string_view_literals;
 
 std::string Decode(std::string_view written) {
     PDStr out("stale");
@@ -21,109 +23,63 @@ std::string Encode(std::string_view bytes, int mode) {
     return out.ToString();
 }
 
-TEST(PDStringDecode, HexForms) {
-    struct Case {
-        std::string_view written;
-        std::string_view bytes;
-    } cases[] = {
-        {"<48 65 6C6C6F>", "Hello"},
-        {"<414>", "A\x04"}, // a lone last digit is the byte's whole value
-        {"<4>", "\x04"},
-        {"<>", ""},
-        {"<4g1>", "A"}, // non-digits are skipped
-        {"<41", "A"},   // no closing bracket: the walk ends with the text
-        {"<ff>", "\xFF"},
-        {"<41>42", "A"}, // nothing after the bracket
+// Hex: a lone last digit is the byte's whole value, non-digits are skipped, nothing after the
+// bracket counts. Literal: an escape starting with 4 to 7 is not octal, short octal escapes stay
+// as written, balanced parentheses are kept and an escaped one does not nest.
+TEST(PDStringDecode, HexAndLiteralForms) {
+    // clang-format off
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"<48 65 6C6C6F>", "Hello"},                  {"<414>", "A\x04"},    {"<>", ""},
+        {"<4g1>", "A"},        {"<41", "A"},          {"<ff>", "\xFF"},      {"<41>42", "A"},
+        {"(a\\051b)", "a)b"},  {"(a\\51b)", "a51b"},  {"(\\101\\377)", "A\xFF"},
+        {"(\\1a)", "\\1a"},    {"(\\12)", "\\12"},    {"(x\\\ny)", "xy"},    {"(x\\\r\ny)", "xy"},
+        {"(x\\\ry)", "xy"},    {"(\\r\\n\\t\\b\\f)", "\r\n\t\b\f"},          {"(\\\\)", "\\"},
+        {"(\\(\\))", "()"},    {"(\\q)", "q"},        {"(a(b)c)d)", "a(b)c"},
+        {"(a\\(b)c)", "a(b"},  {"(open", "open"},     {"(end\\", "end"},     {"()", ""},
+        {"(a\0b)"sv, "a\0b"sv},                       {"/A#20B", "A B"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.written));
-        EXPECT_EQ(Decode(c.written), c.bytes);
+    // clang-format on
+    for (const auto& [written, bytes] : cases) {
+        SCOPED_TRACE(std::string(written));
+        EXPECT_EQ(Decode(written), bytes);
     }
-}
-
-TEST(PDStringDecode, LiteralEscapes) {
-    struct Case {
-        std::string_view written;
-        std::string_view bytes;
-    } cases[] = {
-        {"(abc)", "abc"},
-        {"(a\\051b)", "a)b"},
-        {"(a\\51b)", "a51b"}, // an escape starting with 4 to 7 is not octal here
-        {"(\\101\\377)", "A\xFF"},
-        {"(\\1a)", "\\1a"}, // short octal escapes stay as written
-        {"(\\12)", "\\12"},
-        {"(\\3)", "\\3"},
-        {"(x\\\ny)", "xy"}, // line continuations
-        {"(x\\\r\ny)", "xy"},
-        {"(x\\\ry)", "xy"},
-        {"(\\r\\n\\t\\b\\f)", "\r\n\t\b\f"},
-        {"(\\\\)", "\\"},
-        {"(\\(\\))", "()"},
-        {"(\\q)", "q"},
-        {"(a(b)c)", "a(b)c"}, // balanced parentheses are kept
-        {"(a(b)c)d)", "a(b)c"},
-        {"(a\\(b)c)", "a(b"}, // an escaped parenthesis does not nest
-        {"(open", "open"},
-        {"(end\\", "end"},
-        {"()", ""},
-        {std::string_view("(a\0b)", 5), std::string_view("a\0b", 3)},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.written));
-        EXPECT_EQ(Decode(c.written), c.bytes);
-    }
-}
-
-TEST(PDStringDecode, NamesAndBadStarts) {
-    EXPECT_EQ(Decode("/A#20B"), "A B");
-    DiagCapture cap;
-    EXPECT_EQ(Decode("abc"), "");
-    EXPECT_EQ(cap.Text(), "Encoded PDF string must start with '('\n\"abc\"\n");
-    cap.Clear();
-    EXPECT_EQ(Decode(""), "");
-    EXPECT_EQ(cap.Text(), "Encoded PDF string must start with '('\n\"\"\n");
-}
-
-TEST(PDStringDecode, OntoItself) {
     PDStr s("(a\\101)");
     PDDecodeString(s, s);
-    EXPECT_EQ(s.ToString(), "aA");
+    EXPECT_EQ(s.View(), "aA");
 }
 
+TEST(PDStringDecode, BadStartsReport) {
+    DiagCapture cap;
+    EXPECT_EQ(Decode("abc"), "");
+    EXPECT_EQ(Decode(""), "");
+    EXPECT_EQ(cap.Text(), "Encoded PDF string must start with '('\n\"abc\"\n"
+                          "Encoded PDF string must start with '('\n\"\"\n");
+}
+
+// With the octal-keeping mode an octal escape already present stays.
 TEST(PDStringEncode, Modes) {
-    struct Case {
-        std::string_view bytes;
-        int mode;
-        std::string_view written;
-    } cases[] = {
-        {"a(b)", kPDLiteral, "(a\\(b\\))"},
-        {"a\\1", kPDLiteral, "(a\\\\1)"},
-        {"a\\1", kPDLiteralKeepOctal, "(a\\1)"}, // an octal escape already present stays
-        {"a\\4", kPDLiteralKeepOctal, "(a\\\\4)"},
+    // clang-format off
+    const std::tuple<std::string_view, int, std::string_view> cases[] = {
+        {"a(b)", kPDLiteral, "(a\\(b\\))"},         {"a\\1", kPDLiteral, "(a\\\\1)"},
+        {"a\\1", kPDLiteralKeepOctal, "(a\\1)"},    {"a\\4", kPDLiteralKeepOctal, "(a\\\\4)"},
         {"\\", kPDLiteralKeepOctal, "(\\\\)"},
-        {std::string_view("\0\b\t\n\f\r\x0B", 7), kPDLiteral, "(\\000\\b\\t\\n\\f\\r\x0B)"},
-        {"\xE9", kPDLiteral, "(\xE9)"},
-        {"", kPDLiteral, "()"},
-        {"", kPDHex, "<>"},
-        {"\x01\xAB\xFF", kPDHex, "<01abff>"},
+        {"\0\b\t\n\f\r\x0B"sv, kPDLiteral, "(\\000\\b\\t\\n\\f\\r\x0B)"},
+        {"\xE9", kPDLiteral, "(\xE9)"},             {"", kPDLiteral, "()"},
+        {"", kPDHex, "<>"},                         {"\x01\xAB\xFF", kPDHex, "<01abff>"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.written));
-        EXPECT_EQ(Encode(c.bytes, c.mode), c.written);
+    // clang-format on
+    for (const auto& [bytes, mode, written] : cases) {
+        SCOPED_TRACE(std::string(written));
+        EXPECT_EQ(Encode(bytes, mode), written);
     }
     PDStr out;
     PDEncodeString("x)", out, kPDLiteral);
-    EXPECT_EQ(out.ToString(), "(x\\))");
-}
-
-TEST(PDStringEncode, RoundTripsEveryByte) {
+    EXPECT_EQ(out.View(), "(x\\))");
     std::string all;
     for (int b = 0; b < 256; ++b)
         all.push_back(static_cast<char>(b));
-    for (int mode : {kPDLiteral, kPDHex}) {
-        SCOPED_TRACE(mode);
-        EXPECT_EQ(Decode(Encode(all, mode)), all);
-    }
+    EXPECT_EQ(Decode(Encode(all, kPDLiteral)), all);
+    EXPECT_EQ(Decode(Encode(all, kPDHex)), all);
 }
 
 } // namespace

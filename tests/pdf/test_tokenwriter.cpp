@@ -27,54 +27,44 @@ std::string Body(const PDTokenWriter& w) {
 }
 
 TEST(TokenWriter, HeaderComesBeforeAnyOutput) {
-    struct Case {
-        const char* what;
-        void (*write)(PDTokenWriter&);
-        std::string expected;
-    } cases[] = {
-        {"token", [](PDTokenWriter& w) { w.WriteToken("1"); }, kHeader + "1"},
-        {"newline", [](PDTokenWriter& w) { w.NewLine(); }, kHeader + "\r\n"},
-        {"raw", [](PDTokenWriter& w) { w.WriteRaw("ab", 2); }, kHeader + "ab"},
-        {"nothing", [](PDTokenWriter&) {}, ""},
+    using Write = void (*)(PDTokenWriter&);
+    const std::pair<Write, std::string> cases[] = {
+        {[](PDTokenWriter& w) { w.WriteToken("1"); }, kHeader + "1"},
+        {[](PDTokenWriter& w) { w.NewLine(); }, kHeader + "\r\n"},
+        {[](PDTokenWriter& w) { w.WriteRaw("ab", 2); }, kHeader + "ab"},
+        {[](PDTokenWriter&) {}, ""},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [write, expected] : cases) {
+        SCOPED_TRACE(expected);
         PDTokenWriter w;
         w.WriteToMemory();
         EXPECT_EQ(w.Column(), -1);
-        c.write(w);
-        EXPECT_EQ(Image(w), c.expected);
-        EXPECT_EQ(w.Tell(), static_cast<int64_t>(c.expected.size()));
+        write(w);
+        EXPECT_EQ(Image(w), expected);
+        EXPECT_EQ(w.Tell(), static_cast<int64_t>(expected.size()));
     }
 }
 
+// One blank between tokens, none after a line end, an empty token still takes one. A token that
+// would end beyond column 75 goes to a new line; an over-long token is never split.
 TEST(TokenWriter, BlanksAndWrapping) {
-    const std::string a70(70, 'a');
-    const std::string a80(80, 'a');
-    struct Case {
-        const char* what;
-        std::vector<std::string> tokens; // "\n" stands for NewLine
-        std::string expected;
-    } cases[] = {
-        {"one blank between tokens", {"<<", "/Length", "5", ">>"}, "<< /Length 5 >>"},
-        {"no blank after a line end", {"a", "\n", "b"}, "a\r\nb"},
-        {"column plus token of exactly 75 stays", {a70, "bbbbb"}, a70 + " bbbbb"},
-        {"column plus token above 75 wraps", {a70, "bbbbbb"}, a70 + "\r\nbbbbbb"},
-        {"an over-long token is not split", {"x", a80, "y"}, "x\r\n" + a80 + "\r\ny"},
-        {"an over-long token at line start", {a80, "y"}, a80 + "\r\ny"},
-        {"empty token still takes a blank", {"a", "", "b"}, "a  b"},
+    const std::string a70(70, 'a'), a80(80, 'a');
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"<<", "/Length", "5", ">>"}, "<< /Length 5 >>"},
+        {{"a", "\n", "b"}, "a\r\nb"}, // "\n" stands for NewLine
+        {{a70, "bbbbb"}, a70 + " bbbbb"},
+        {{a70, "bbbbbb"}, a70 + "\r\nbbbbbb"},
+        {{"x", a80, "y"}, "x\r\n" + a80 + "\r\ny"},
+        {{a80, "y"}, a80 + "\r\ny"},
+        {{"a", "", "b"}, "a  b"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [tokens, expected] : cases) {
+        SCOPED_TRACE(expected);
         PDTokenWriter w;
         w.WriteToMemory();
-        for (const auto& t : c.tokens) {
-            if (t == "\n")
-                w.NewLine();
-            else
-                w.WriteToken(t);
-        }
-        EXPECT_EQ(Body(w), c.expected);
+        for (const auto& t : tokens)
+            t == "\n" ? w.NewLine() : w.WriteToken(t);
+        EXPECT_EQ(Body(w), expected);
     }
 }
 
@@ -88,57 +78,31 @@ TEST(TokenWriter, LongArrayWrapsBetweenTokens) {
         joined += " " + std::to_string(i * 7919);
     }
     w.WriteToken("]");
-    joined += " ]";
     std::string body = Body(w);
-    std::string unwrapped;
-    size_t start = 0;
-    int lines = 0;
-    for (;;) {
-        size_t end = body.find("\r\n", start);
-        std::string line = body.substr(start, end == std::string::npos ? end : end - start);
-        ++lines;
-        EXPECT_LE(line.size(), 76u) << line;
-        EXPECT_NE(line.front(), ' ');
-        EXPECT_NE(line.back(), ' ');
-        unwrapped += (unwrapped.empty() ? "" : " ") + line;
-        if (end == std::string::npos)
-            break;
-        start = end + 2;
+    EXPECT_EQ(body.find(" \r\n"), std::string::npos);
+    EXPECT_EQ(body.find("\r\n "), std::string::npos);
+    size_t start = 0, lines = 0;
+    for (size_t end; (end = body.find("\r\n", start)) != std::string::npos; ++lines) {
+        EXPECT_LE(end - start, 76u);
+        body.replace(end, 2, " ");
+        start = end + 1;
     }
-    EXPECT_GT(lines, 20);
-    EXPECT_EQ(unwrapped, joined);
+    EXPECT_LE(body.size() - start, 76u);
+    EXPECT_GT(lines, 20u);
+    EXPECT_EQ(body, joined + " ]");
 }
 
-TEST(TokenWriter, Numbers) {
-    struct Case {
-        const char* what;
-        void (*write)(PDTokenWriter&);
-        std::string expected;
-    } cases[] = {
-        {"int", [](PDTokenWriter& w) { w.WriteInt(-42); }, "-42"},
-        {"int extremes",
-         [](PDTokenWriter& w) {
-             w.WriteInt(INT32_MIN);
-             w.WriteInt(INT32_MAX);
-         },
-         "-2147483648 2147483647"},
-        {"int64", [](PDTokenWriter& w) { w.WriteInt64(12345678901LL); }, "12345678901"},
-        {"real with two decimals", [](PDTokenWriter& w) { w.WriteReal(2.25f); }, "2.25"},
-        {"real rounds up", [](PDTokenWriter& w) { w.WriteReal(1.9996f); }, "2"},
-        {"object header", [](PDTokenWriter& w) { w.WriteObjectHeader(17); }, "17 0 obj\r\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        PDTokenWriter w;
-        w.WriteToMemory();
-        c.write(w);
-        EXPECT_EQ(Body(w), c.expected);
-    }
-}
-
-TEST(TokenWriter, RawDataLeavesTheColumnAlone) {
+// Raw data leave the column alone: the token after them takes no blank.
+TEST(TokenWriter, NumbersFramingAndRawData) {
     PDTokenWriter w;
     w.WriteToMemory();
+    w.WriteInt(-42);
+    w.WriteInt(INT32_MIN);
+    w.WriteInt(INT32_MAX);
+    w.WriteInt64(12345678901LL);
+    w.WriteReal(2.25f);
+    w.WriteReal(1.9996f);
+    w.WriteObjectHeader(17);
     w.WriteToken("stream");
     w.NewLine();
     w.WriteRaw("xyz", 3);
@@ -147,7 +111,8 @@ TEST(TokenWriter, RawDataLeavesTheColumnAlone) {
     w.WriteEndObj();
     w.WriteToken("a");
     w.WriteEndObj();
-    EXPECT_EQ(Body(w), "stream\r\nxyzendstream\r\nendobj\r\na\r\nendobj\r\n");
+    EXPECT_EQ(Body(w), "-42 -2147483648 2147483647 12345678901 2.25 2 17 0 obj\r\n"
+                       "stream\r\nxyzendstream\r\nendobj\r\na\r\nendobj\r\n");
 }
 
 TEST(TokenWriter, StreamDataGoesThroughTheCryptHook) {
@@ -168,44 +133,33 @@ TEST(TokenWriter, StreamDataGoesThroughTheCryptHook) {
 }
 
 TEST(TokenWriter, MemoryCounterAndFileAgree) {
-    auto script = [](PDTokenWriter& w) {
-        for (int i = 0; i < 5000; ++i) {
-            w.WriteToken("/Key");
-            w.WriteInt(i);
-        }
-        std::vector<uint8_t> raw(250000, 'r');
+    const std::vector<uint8_t> raw(250000, 'r');
+    auto script = [&raw](PDTokenWriter& w) {
+        for (int i = 0; i < 5000; ++i)
+            w.WriteToken("/Key"), w.WriteInt(i);
         w.WriteRaw(raw.data(), static_cast<int64_t>(raw.size()));
         w.NewLine();
     };
-    PDTokenWriter memory;
+    char name[] = "/tmp/tokenwriterXXXXXX";
+    ::close(mkstemp(name));
+    PDFileIO io; // outlives the writer that writes into it
+    PDTokenWriter memory, counter, file;
     memory.WriteToMemory();
-    script(memory);
-    PDTokenWriter counter;
     counter.WriteToCounter();
-    script(counter);
+    ASSERT_EQ(io.OpenWrite(name), 0);
+    file.WriteToFile(&io);
+    for (PDTokenWriter* w : {&memory, &counter, &file})
+        script(*w);
+    EXPECT_EQ(io.Close(), 0);
     EXPECT_FALSE(memory.Failed());
     EXPECT_EQ(counter.Tell(), memory.Tell());
+    EXPECT_EQ(file.Tell(), memory.Tell());
     EXPECT_EQ(counter.Image(), nullptr);
     EXPECT_EQ(memory.ImageLength(), memory.Tell());
-
-    char name[] = "/tmp/tokenwriterXXXXXX";
-    int fd = mkstemp(name);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    {
-        PDFileIO io;
-        ASSERT_EQ(io.OpenWrite(name), 0);
-        PDTokenWriter file;
-        file.WriteToFile(&io);
-        script(file);
-        EXPECT_EQ(file.Tell(), memory.Tell());
-        EXPECT_EQ(io.Close(), 0);
-    }
     std::ifstream in(name, std::ios::binary);
     std::string onDisk((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::remove(name);
     EXPECT_TRUE(onDisk == Image(memory));
-
     int64_t length = 0;
     std::unique_ptr<uint8_t[]> taken = memory.TakeImage(&length);
     ASSERT_NE(taken, nullptr);

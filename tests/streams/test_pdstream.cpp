@@ -8,90 +8,62 @@
 #include <zlib.h>
 
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace {
 
-const std::string kHeader = "%PDF-1.4\r\n%\xE2\xE3\xCF\xD3\r\n";
+using namespace std::string_literals;
 
 std::string Body(const PDTokenWriter& w) {
+    const std::string header = "%PDF-1.4\r\n%\xE2\xE3\xCF\xD3\r\n";
     std::string all(reinterpret_cast<const char*>(w.Image()), static_cast<size_t>(w.ImageLength()));
-    EXPECT_EQ(all.compare(0, kHeader.size(), kHeader), 0);
-    return all.size() < kHeader.size() ? std::string() : all.substr(kHeader.size());
+    EXPECT_EQ(all.compare(0, header.size(), header), 0);
+    return all.size() < header.size() ? std::string() : all.substr(header.size());
 }
 
-std::string Inflate(const std::string& packed) {
-    std::vector<uint8_t> out(1 << 20);
-    uLongf size = static_cast<uLongf>(out.size());
-    EXPECT_EQ(uncompress(out.data(), &size, reinterpret_cast<const Bytef*>(packed.data()),
-                         static_cast<uLong>(packed.size())),
+// zlib's one-call compression uses the default level, window and memory of generated streams.
+std::string Zlib(const std::string& data) {
+    uLongf size = compressBound(static_cast<uLong>(data.size()));
+    std::string out(size, '\0');
+    EXPECT_EQ(compress2(reinterpret_cast<Bytef*>(out.data()), &size,
+                        reinterpret_cast<const Bytef*>(data.data()),
+                        static_cast<uLong>(data.size()), Z_DEFAULT_COMPRESSION),
               Z_OK);
-    return std::string(reinterpret_cast<const char*>(out.data()), size);
-}
-
-// Deflate with the parameters of the generated streams, computed here independently.
-size_t DeflateSize(const std::string& data) {
-    z_stream zs{};
-    EXPECT_EQ(deflateInit2(&zs, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15, 8, Z_DEFAULT_STRATEGY),
-              Z_OK);
-    std::vector<uint8_t> out(data.size() + 1000);
-    zs.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-    zs.avail_in = static_cast<uInt>(data.size());
-    zs.next_out = out.data();
-    zs.avail_out = static_cast<uInt>(out.size());
-    EXPECT_EQ(deflate(&zs, Z_FINISH), Z_STREAM_END);
-    size_t n = out.size() - zs.avail_out;
-    deflateEnd(&zs);
-    return n;
+    return out.substr(0, size);
 }
 
 TEST(PDStream, AppendTokenSeparatesWithOneBlank) {
-    struct Case {
-        const char* what;
-        std::string before;
-        std::string token;
-        std::string expected;
-    } cases[] = {
-        {"empty content", "", "q", "q"},
-        {"after a token", "q", "Q", "q Q"},
-        {"after a blank", "q ", "Q", "q Q"},
-        {"after a line feed", "q\n", "Q", "q\nQ"},
-        {"after a carriage return", "q\r", "Q", "q\rQ"},
-        {"after a tab", "q\t", "Q", "q\t Q"},
-        {"byte string with a zero", "(a)", std::string("(\0)", 3), std::string("(a) (\0)", 7)},
+    const std::string token = "(\0)"s; // the length counts, not the first zero byte
+    const std::pair<std::string, std::string> cases[] = {
+        {"q", "q " + token},    {"q ", "q " + token},   {"", token},
+        {"q\n", "q\n" + token}, {"q\r", "q\r" + token}, {"q\t", "q\t " + token},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [before, expected] : cases) {
+        SCOPED_TRACE(before);
         PDStream s;
-        s.Content().Append(c.before);
-        s.AppendToken(c.token.data(), static_cast<int>(c.token.size()));
-        EXPECT_TRUE(s.Content().ToString() == c.expected);
+        s.Content().Append(before);
+        s.AppendToken(token.data(), static_cast<int>(token.size()));
+        EXPECT_TRUE(s.Content().ToString() == expected);
     }
 }
 
 TEST(PDStream, TextObjectStates) {
-    enum Op { kBegin, kEnd, kOperator };
-    struct Case {
-        const char* what;
-        std::vector<Op> ops;
+    const struct {
+        const char* ops; // B begin, E end, O operator
         std::string content;
-        bool inText;
-        bool pending;
+        bool inText, pending;
     } cases[] = {
-        {"begin", {kBegin}, "BT\n", true, true},
-        {"begin twice opens one object", {kBegin, kBegin}, "BT\n", true, true},
-        {"end outside text does nothing", {kEnd}, "", false, false},
-        {"begin then end", {kBegin, kEnd}, "BT\nET\n", false, false},
-        {"operator closes the text object", {kBegin, kOperator}, "BT\nET\nq\n", false, true},
-        {"operator outside text", {kOperator, kBegin}, "q\nBT\n", true, true},
+        {"B", "BT\n", true, true},          {"BB", "BT\n", true, true},
+        {"BO", "BT\nET\nq\n", false, true}, {"E", "", false, false},
+        {"BE", "BT\nET\n", false, false},   {"OB", "q\nBT\n", true, true},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.ops);
         PDPgStream s;
-        for (Op op : c.ops) {
-            if (op == kBegin)
+        for (const char* op = c.ops; *op != '\0'; ++op) {
+            if (*op == 'B')
                 s.BeginText();
-            else if (op == kEnd)
+            else if (*op == 'E')
                 s.EndText();
             else
                 s.AppendOperator("q\n");
@@ -102,113 +74,69 @@ TEST(PDStream, TextObjectStates) {
     }
 }
 
-TEST(PDStream, WriteWarnsAboutAnOpenTextObject) {
-    struct Case {
-        const char* what;
-        bool close;
-        std::string written;
-        std::string message;
-    } cases[] = {
-        {"open text object", false, "BT\n(x) Tj", "PDPgStream::Write - \"ET\" probably missing\n"},
-        {"closed text object", true, "BT\n(x) Tj ET\n", ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+TEST(PDStream, WriteWarnsAboutAnOpenTextObjectAndCompresses) {
+    for (int mode : {0, 1, 2}) { // text object left open, closed, closed and compressed
+        SCOPED_TRACE(mode);
         PDPgStream s;
         s.BeginText();
         s.AppendToken("(x) Tj");
-        if (c.close)
+        if (mode > 0)
             s.EndText();
+        s.SetCompress(mode == 2);
         PDTokenWriter w;
         w.WriteToMemory();
         DiagCapture diag;
-        EXPECT_EQ(s.Write(w), static_cast<int64_t>(c.written.size()));
-        EXPECT_EQ(diag.Text(), c.message);
-        EXPECT_EQ(Body(w), c.written);
+        const std::string content = s.Content().ToString();
+        const std::string written = mode == 2 ? Zlib(content) + "\n" : content;
+        EXPECT_EQ(s.Write(w), static_cast<int64_t>(written.size()));
+        EXPECT_EQ(diag.Text(), mode > 0 ? "" : "PDPgStream::Write - \"ET\" probably missing\n");
+        EXPECT_TRUE(Body(w) == written);
+        EXPECT_EQ(content, mode > 0 ? "BT\n(x) Tj ET\n" : "BT\n(x) Tj");
         EXPECT_FALSE(s.Pending());
     }
 }
 
-TEST(PDStream, WriteObjectUncompressed) {
-    struct Case {
-        const char* what;
+TEST(PDStream, WriteObject) {
+    const std::string text = std::string(3000, 'x') + "BT /Helv 10 Tf 72 700 Td (line) Tj ET\n";
+    const std::string packed = Zlib(text) + "\n";
+    const struct {
         std::string content;
-        int32_t objNum;
-        std::string expected;
+        bool compress;
+        int32_t objNum, used; // number 0 takes a new one
+        std::string dict;
     } cases[] = {
-        {"content without a line end runs into endstream", "0 0 m", 5,
-         "5 0 obj\r\n<< /Length 5 >>\r\nstream\r\n0 0 mendstream\r\nendobj\r\n"},
-        {"content with a line end", "0 0 m\n", 12,
-         "12 0 obj\r\n<< /Length 6 >>\r\nstream\r\n0 0 m\nendstream\r\nendobj\r\n"},
-        {"empty content", "", 3, "3 0 obj\r\n<< /Length 0 >>\r\nstream\r\nendstream\r\nendobj\r\n"},
-        {"number 0 takes a new one", "x", 0,
-         "1 0 obj\r\n<< /Length 1 >>\r\nstream\r\nxendstream\r\nendobj\r\n"},
+        // clang-format off
+        {"0 0 m", false, 5, 5, "/Length 5"}, {"0 0 m\n", false, 12, 12, "/Length 6"},
+        {"", false, 3, 3, "/Length 0"},      {"x", false, 0, 1, "/Length 1"},
+        // clang-format on
+        {text, true, 4, 4, "/Filter /FlateDecode /Length " + std::to_string(packed.size())},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.objNum);
         PDStream s;
         s.Content().Append(c.content);
+        s.SetCompress(c.compress);
         PDTokenWriter w;
         w.WriteToMemory();
-        int32_t used = s.WriteObject(w, c.objNum);
-        EXPECT_EQ(used, c.objNum != 0 ? c.objNum : 1);
-        EXPECT_EQ(Body(w), c.expected);
+        EXPECT_EQ(s.WriteObject(w, c.objNum), c.used);
+        // No line end is added, so data without one run into "endstream".
+        EXPECT_TRUE(Body(w) == std::to_string(c.used) + " 0 obj\r\n<< " + c.dict +
+                                   " >>\r\nstream\r\n" + (c.compress ? packed : c.content) +
+                                   "endstream\r\nendobj\r\n")
+            << Body(w).substr(0, 80);
     }
 }
 
-TEST(PDStream, CompressedLengthIsDeflateOutputPlusOne) {
-    std::string text;
-    for (int i = 0; i < 200; ++i)
-        text += "BT /Helv 10 Tf 72 " + std::to_string(700 - i) + " Td (line) Tj ET\n";
-    PDStream s;
-    s.Content().Append(text);
-    s.SetCompress(true);
-    PDTokenWriter w;
-    w.WriteToMemory();
-    s.WriteObject(w, 4);
-    std::string body = Body(w);
-
-    const std::string head = "4 0 obj\r\n<< /Filter /FlateDecode /Length ";
-    ASSERT_EQ(body.compare(0, head.size(), head), 0) << body.substr(0, 80);
-    size_t length = std::stoul(body.substr(head.size()));
-    EXPECT_EQ(length, DeflateSize(text) + 1);
-    size_t data = body.find(">>\r\nstream\r\n") + 12;
-    ASSERT_EQ(body.size(), data + length + std::string("endstream\r\nendobj\r\n").size());
-    EXPECT_EQ(body.substr(data + length), "endstream\r\nendobj\r\n");
-    EXPECT_EQ(body[data + length - 1], '\n');
-    EXPECT_EQ(Inflate(body.substr(data, length - 1)), text);
-}
-
-TEST(PDStream, WriteCompressesWhenAsked) {
-    PDStream s;
-    s.Content().Append(std::string(5000, 'x'));
-    s.SetCompress(true);
-    PDTokenWriter w;
-    w.WriteToMemory();
-    int64_t n = s.Write(w);
-    std::string body = Body(w);
-    ASSERT_EQ(static_cast<int64_t>(body.size()), n);
-    EXPECT_EQ(static_cast<size_t>(n), DeflateSize(std::string(5000, 'x')) + 1);
-    EXPECT_EQ(Inflate(body.substr(0, body.size() - 1)), std::string(5000, 'x'));
-}
-
-// A stream with its own dictionary entries, as form XObjects have.
+// Dictionary entries of a derived stream, and a writer that refuses a second write of one number.
 class TaggedStream : public PDStream {
 public:
-    void WriteDictEntries(PDTokenWriter& out) override {
-        out.WriteToken("/Type");
-        out.WriteToken("/XObject");
-    }
+    void WriteDictEntries(PDTokenWriter& out) override { out.WriteToken("/Type /XObject"); }
 };
-
-// A writer that refuses a second write of one number, like the file writer.
 class OnceWriter : public PDTokenWriter {
 public:
     bool WriteObjectHeader(int32_t objNum) override {
-        if (objNum == m_written)
-            return false;
-        m_written = objNum;
-        return PDTokenWriter::WriteObjectHeader(objNum);
+        return objNum != std::exchange(m_written, objNum) &&
+               PDTokenWriter::WriteObjectHeader(objNum);
     }
 
 private:
