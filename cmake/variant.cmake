@@ -8,6 +8,11 @@ function(quillet_add_variant suffix flags)
     set(label sanitized)
   endif()
 
+  if(QUILLET_LIBFUZZER)
+    # The library itself carries the coverage counters that guide the fuzzer.
+    list(APPEND flags -fsanitize=fuzzer-no-link)
+  endif()
+
   set(objs)
   foreach(folder IN LISTS QUILLET_FOLDERS)
     file(GLOB srcs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
