@@ -34,4 +34,11 @@ hits=$(grep -rn '\bcatch\s*(' $lib 2>/dev/null)
 hits=$(grep -rnE '\b(sprintf|strcpy|strcat|atoi|atol|atof|gets)\s*\(' $lib tool 2>/dev/null)
 [ -n "$hits" ] && report "banned function" "$hits"
 
+# Formatting, where clang-format is installed.
+if command -v clang-format >/dev/null 2>&1 && [ -d .git ]; then
+    out=$(git ls-files -co --exclude-standard -- '*.cpp' '*.h' | xargs clang-format --dry-run 2>&1 \
+          | grep 'warning:' | cut -d: -f1 | sort -u)
+    [ -n "$out" ] && report "not formatted (clang-format -i)" "$out"
+fi
+
 exit $status

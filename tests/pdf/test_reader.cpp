@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 using testpdf::PdfBuilder;
 using testpdf::XrefKind;
@@ -27,13 +28,6 @@ void AddOnePageDocument(PdfBuilder& b) {
     b.Trailer("/Root 1 0 R");
 }
 
-std::string OnePageDocument(const std::string& version = "1.4", const std::string& junk = "") {
-    PdfBuilder b(version);
-    b.Junk(junk);
-    AddOnePageDocument(b);
-    return b.Build();
-}
-
 std::string TextOf(PDFInput& in, int32_t n) {
     PDInputObj* obj = in.GetObj(n);
     return obj != nullptr && obj->Value() != nullptr ? obj->Value()->Text().ToString() : "<null>";
@@ -45,173 +39,156 @@ void ReplaceOnce(std::string& s, const std::string& from, const std::string& to)
     s.replace(at, from.size(), to);
 }
 
-TEST(ReaderHeader, JunkBeforeHeader) {
-    struct Case {
-        size_t junk;
-        bool opens;
-        int error;
-    } cases[] = {{0, true, 0}, {30, true, 0}, {999, true, 0}, {1000, false, pderr::kNoHeader}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.junk);
-        PDFInput in;
-        EXPECT_EQ(Open(in, OnePageDocument("1.4", std::string(c.junk, 'J'))), c.opens);
-        EXPECT_EQ(in.ErrorCode(), c.error);
-        if (c.opens) {
-            EXPECT_EQ(in.HeaderOffset(), static_cast<int64_t>(c.junk));
-            EXPECT_STREQ(in.Version(), "1.4");
-            EXPECT_EQ(in.PageNumbers(), std::vector<int32_t>{3});
-            EXPECT_FALSE(in.WasReconstructed());
-        }
-    }
+void SwapTableEntries(std::string& s) { // entries of objects 2 and 3
+    size_t base = s.find("xref\n0 4\n") + 49;
+    std::string e2 = s.substr(base, 20);
+    s.replace(base, 20, s.substr(base + 20, 20));
+    s.replace(base + 20, 20, e2);
 }
 
-TEST(ReaderHeader, StartxrefFarFromTheEnd) {
-    for (size_t tail : {size_t{0}, size_t{2040}, size_t{5000}, size_t{20000}}) {
-        SCOPED_TRACE(tail);
-        PdfBuilder b;
-        AddOnePageDocument(b);
-        b.Tail("%" + std::string(tail, 'x') + "\n");
-        PDFInput in;
-        ASSERT_TRUE(Open(in, b.Build()));
-        EXPECT_FALSE(in.WasReconstructed());
-        EXPECT_EQ(in.RootNumber(), 1);
-        EXPECT_EQ(in.PagesRoot(), 2);
-    }
+using Edit = std::function<void(std::string&)>;
+Edit Prepend(size_t n) {
+    return [n](std::string& s) { s.insert(0, std::string(n, 'J')); };
 }
+Edit Append(size_t n) {
+    return [n](std::string& s) { s += "%" + std::string(n, 'x') + "\n"; };
+}
+Edit Replace(std::string from, std::string to) {
+    return [from, to](std::string& s) { ReplaceOnce(s, from, to); };
+}
+Edit InTable(std::string from, std::string to) { // every occurrence in the table
+    return [from, to](std::string& s) {
+        int replaced = 0;
+        for (size_t at = s.find("\nxref\n"); (at = s.find(from, at)) != s.npos; ++replaced)
+            s.replace(at, from.size(), to);
+        ASSERT_GE(replaced, 3) << from; // never silently a no-op
+    };
+}
+Edit Startxref(std::string value) {
+    return [value](std::string& s) {
+        s.replace(s.rfind("startxref") + 10, s.npos, value + "\n%%EOF\n");
+    };
+}
+Edit Both(Edit first, Edit second) {
+    return [first, second](std::string& s) { first(s), second(s); };
+}
+const std::string kHuge = "9223372036854775807";
 
-// Broken files, each named after its one defect, and what opening them gives.
-TEST(ReaderBroken, DefectTable) {
+// Damaged one-page files, each named after its defect, and what opening them gives.
+// reconstructed: 0 no, 1 yes, -1 either; onePage: the page list is {3}, else empty.
+TEST(ReaderOpen, DefectTable) {
     struct Case {
         const char* name;
-        std::function<void(std::string&)> damage;
+        Edit damage;
         bool opens;
         int error;
-        bool reconstructed;
+        int reconstructed;
+        bool onePage;
         const char* diag; // expected within the reports
     } cases[] = {
-        {"intact", [](std::string&) {}, true, 0, false, ""},
-        {"startxref-missing", [](std::string& s) { ReplaceOnce(s, "startxref", "startxrex"); },
-         true, pderr::kNoStartxref, true, "error scanning xref position ((memory))\n"},
-        {"startxref-zero",
-         [](std::string& s) { s.replace(s.rfind("startxref") + 10, s.size(), "0\n%%EOF\n"); }, true,
-         pderr::kNoStartxref, true, "error scanning xref position"},
-        {"xref-keyword-missing", [](std::string& s) { ReplaceOnce(s, "xref\n0 4", "    \n0 4"); },
-         true, 0, true, "expect 'xref'\n"},
-        {"xref-type-byte-bad", [](std::string& s) { ReplaceOnce(s, " n\r\n", " q\r\n"); }, true,
-         pderr::kTrailer, true, ""},
-        {"trailer-not-a-dictionary",
-         [](std::string& s) {
-             ReplaceOnce(s, "trailer\n<<", "trailer\n[[");
-             ReplaceOnce(s, ">>\nstartxref", "]]\nstartxref");
-         },
-         true, pderr::kTrailer, true, "could not scan trailer information ((memory))\n"},
+        // clang-format off
+        {"intact", Prepend(0), true, 0, 0, true, ""},
+        {"junk-30", Prepend(30), true, 0, 0, true, ""},
+        {"junk-999", Prepend(999), true, 0, 0, true, ""},
+        {"junk-1000", Prepend(1000), false, pderr::kNoHeader, 0, false, ""},
+        {"startxref-2040-from-end", Append(2040), true, 0, 0, true, ""},
+        {"startxref-5000-from-end", Append(5000), true, 0, 0, true, ""},
+        {"startxref-20000-from-end", Append(20000), true, 0, 0, true, ""},
+        {"startxref-missing", Replace("startxref", "startxrex"), true, pderr::kNoStartxref, 1, true,
+         "error scanning xref position ((memory))\n"},
+        {"startxref-zero", Startxref("0"), true, pderr::kNoStartxref, 1, true,
+         "error scanning xref position"},
+        // Offsets at the edge of 64 bits, behind junk that shifts every offset, are unusable.
+        {"startxref-huge", Both(Startxref(kHuge), Prepend(5)), true, pderr::kNoStartxref, 1, true,
+         ""},
+        {"prev-huge", Both(Replace("/Root", "/Prev " + kHuge + " /Root"), Prepend(5)), true, 0, 0,
+         true, ""},
+        {"xrefstm-huge", Both(Replace("/Root", "/XRefStm " + kHuge + " /Root"), Prepend(5)), true,
+         0, 0, true, ""},
+        {"xref-keyword-missing", Replace("xref\n0 4", "    \n0 4"), true, 0, 1, true,
+         "expect 'xref'\n"},
+        {"xref-cr-only", InTable("\r\n", "\r "), true, 0, 0, true, ""},
+        {"xref-comment-line", Replace("xref\n", "xref\n% made by hand\n"), true, 0, 0, true, ""},
+        {"xref-short-entries", InTable(" 00000 n\r\n", " 0 n\n     "), true, 0, 0, true, ""},
+        {"xref-type-byte-bad", Replace(" n\r\n", " q\r\n"), true, pderr::kTrailer, 1, true, ""},
+        {"trailer-not-a-dictionary", Both(Replace("trailer\n<<", "trailer\n[["),
+                                          Replace(">>\nstartxref", "]]\nstartxref")),
+         true, pderr::kTrailer, 1, true, "could not scan trailer information ((memory))\n"},
         {"truncated-after-header", [](std::string& s) { s.resize(20); }, false, pderr::kNoStartxref,
-         true, "error scanning xref position"},
-        {"catalog-missing", [](std::string& s) { ReplaceOnce(s, "/Root 1 0 R", "/Root 9 0 R"); },
-         false, pderr::kCatalog, true, "cannot read catalog ((memory))\n"},
-        {"pages-not-a-reference",
-         [](std::string& s) { ReplaceOnce(s, "/Pages 2 0 R", "/Pages 2   "); }, true, 0, false,
+         1, false, "error scanning xref position"},
+        {"catalog-missing", Replace("/Root 1 0 R", "/Root 9 0 R"), false, pderr::kCatalog, 1, false,
+         "cannot read catalog ((memory))\n"},
+        {"pages-not-a-reference", Replace("/Pages 2 0 R", "/Pages 2   "), true, 0, 0, false,
          "pages root not found\n"},
+        // Offsets that do not lead to their objects are repaired by scanning.
+        {"offsets-one-byte-short", Replace("1 0 obj", " 1 0 obj"), true, 0, -1, true, ""},
+        {"offsets-one-byte-long", Replace("\xD3\n1 0 obj", "\n1 0 obj"), true, 0, -1, true, ""},
+        {"offsets-swapped", SwapTableEntries, true, 0, -1, true, ""},
+        // clang-format on
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        std::string pdf = OnePageDocument();
+        PdfBuilder b;
+        AddOnePageDocument(b);
+        std::string pdf = b.Build();
         c.damage(pdf);
         DiagCapture diag;
         PDFInput in;
         EXPECT_EQ(Open(in, pdf), c.opens);
         EXPECT_EQ(in.ErrorCode(), c.error);
-        if (c.opens) {
-            EXPECT_EQ(in.WasReconstructed(), c.reconstructed);
-        }
         EXPECT_NE(diag.Text().find(c.diag), std::string::npos) << diag.Text();
+        if (!c.opens)
+            continue;
+        if (c.reconstructed >= 0) {
+            EXPECT_EQ(in.WasReconstructed(), c.reconstructed == 1);
+        }
+        EXPECT_EQ(in.HeaderOffset(), static_cast<int64_t>(pdf.find("%PDF-")));
+        EXPECT_STREQ(in.Version(), "1.4");
+        EXPECT_EQ(in.RootNumber(), 1);
+        EXPECT_EQ(in.PageNumbers(), c.onePage ? std::vector<int32_t>{3} : std::vector<int32_t>{});
+        if (c.onePage) {
+            ASSERT_NE(in.GetObj(3), nullptr);
+            EXPECT_EQ(in.GetObj(3)->Kind(), kPDObjPage);
+        }
     }
 }
 
-TEST(ReaderSections, NewestSectionWins) {
-    PdfBuilder b;
-    AddOnePageDocument(b);
-    b.Add(4, "(old)").Add(5, "(only old)");
-    b.NewSection().Add(4, "(new)").Trailer("/Root 1 0 R");
-    PDFInput in;
-    ASSERT_TRUE(Open(in, b.Build()));
-    EXPECT_EQ(TextOf(in, 4), "(new)");
-    EXPECT_EQ(TextOf(in, 5), "(only old)");
-    EXPECT_EQ(in.SectionsRead(), 2); // classic tables are all read at once
-}
-
-TEST(ReaderSections, OddLineEndsAndComments) {
+// Two sections: object 4 redefined by the update, 5 only in the older one. Classic tables are
+// read at once, streams only when an object needs them; a /Prev pointing back ends the chain.
+TEST(ReaderSections, UpdateChains) {
     struct Case {
-        const char* name;
-        std::function<void(std::string&)> edit;
+        XrefKind kind;
+        bool loop;
+        bool rootInUpdate;
+        int sectionsAtOpen;
     } cases[] = {
-        {"cr-only",
-         [](std::string& s) {
-             size_t from = s.rfind("xref");
-             for (size_t at; (at = s.find("\r\n", from)) != std::string::npos; from = at)
-                 s.replace(at, 2, "\r ");
-         }},
-        {"comment-line",
-         [](std::string& s) { ReplaceOnce(s, "xref\n", "xref\n% made by hand\n"); }},
-        {"short-entries",
-         [](std::string& s) {
-             size_t from = s.rfind("xref");
-             for (size_t at; (at = s.find(" 00000 n\r\n", from)) != std::string::npos; from = at)
-                 s.replace(at, 10, " 0 n\n     ");
-         }},
+        // clang-format off
+        {XrefKind::kTable, false, true, 2}, {XrefKind::kTable, true, true, 2},
+        {XrefKind::kStream, false, true, 1}, {XrefKind::kStreamFlate, true, true, 1},
+        {XrefKind::kStream, false, false, 2},
+        // clang-format on
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        std::string pdf = OnePageDocument();
-        c.edit(pdf);
+        SCOPED_TRACE(testing::Message() << static_cast<int>(c.kind) << c.loop << c.rootInUpdate);
+        PdfBuilder b("1.5");
+        b.Xref(c.kind).Add(2, "<< /Type /Pages /Kids [] >>").Add(4, "(old)").Add(5, "(only old)");
+        b.Trailer(c.loop ? "/Root 1 0 R /Prev 1111111111" : "/Root 1 0 R");
+        b.NewSection().Xref(c.kind).Add(1, "<< /Type /Catalog /Pages 2 0 R >>").Add(4, "(new)");
+        b.Trailer(c.rootInUpdate ? "/Root 1 0 R" : "");
+        std::string pdf = b.Build();
+        std::string newest = std::to_string(b.StartXref());
+        if (c.loop) // the oldest section names the newest as its predecessor
+            ReplaceOnce(pdf, "1111111111", std::string(10 - newest.size(), '0') + newest);
         PDFInput in;
         ASSERT_TRUE(Open(in, pdf));
         EXPECT_FALSE(in.WasReconstructed());
-        EXPECT_EQ(in.PageNumbers(), std::vector<int32_t>{3});
-    }
-}
-
-TEST(ReaderSections, PrevLoopEnds) {
-    PdfBuilder b;
-    AddOnePageDocument(b);
-    b.Trailer("/Root 1 0 R /Prev 1111111111");
-    b.NewSection().Add(4, "(new)").Trailer("/Root 1 0 R");
-    std::string pdf = b.Build();
-    std::string newest = std::to_string(b.StartXref());
-    // The oldest section now names the newest as its predecessor.
-    ReplaceOnce(pdf, "1111111111", std::string(10 - newest.size(), '0') + newest);
-    PDFInput in;
-    ASSERT_TRUE(Open(in, pdf));
-    EXPECT_EQ(TextOf(in, 4), "(new)");
-    EXPECT_EQ(in.GetObj(77), nullptr);
-    EXPECT_EQ(in.SectionsRead(), 2);
-}
-
-// Offsets at the edge of 64 bits, behind junk that shifts every offset, are simply unusable.
-TEST(ReaderSections, HugeOffsets) {
-    const std::string huge = "9223372036854775807";
-    struct Case {
-        const char* name;
-        std::string trailer;
-        bool replaceStartxref;
-    } cases[] = {
-        {"prev", "/Root 1 0 R /Prev " + huge, false},
-        {"xrefstm", "/Root 1 0 R /XRefStm " + huge, false},
-        {"startxref", "/Root 1 0 R", true},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        PdfBuilder b;
-        b.Junk("junk\n");
-        AddOnePageDocument(b);
-        b.Trailer(c.trailer);
-        std::string pdf = b.Build();
-        if (c.replaceStartxref)
-            pdf.replace(pdf.rfind("startxref") + 10, std::string::npos, huge + "\n%%EOF\n");
-        PDFInput in;
-        ASSERT_TRUE(Open(in, pdf));
-        EXPECT_EQ(in.PageNumbers(), std::vector<int32_t>{3});
-        EXPECT_EQ(in.WasReconstructed(), c.replaceStartxref);
+        EXPECT_EQ(in.RootNumber(), 1);
+        EXPECT_EQ(in.SectionsRead(), c.sectionsAtOpen);
+        EXPECT_EQ(TextOf(in, 4), "(new)");
+        EXPECT_EQ(in.SectionsRead(), c.sectionsAtOpen);
+        EXPECT_EQ(TextOf(in, 5), "(only old)");
+        EXPECT_EQ(TextOf(in, 77), "<null>");
+        EXPECT_EQ(in.SectionsRead(), 2);
     }
 }
 
@@ -242,38 +219,10 @@ TEST(ReaderSections, HybridTableEntryWins) {
     EXPECT_EQ(TextOf(in, 5), "(packed five)");
 }
 
-TEST(ReaderLoad, OffsetsRepairedByScanning) {
-    struct Case {
-        const char* name;
-        std::function<void(std::string&)> damage;
-    } cases[] = {
-        // One byte inserted in front of every object: all offsets are one short.
-        {"offsets-one-byte-short", [](std::string& s) { s.insert(s.find("1 0 obj"), " "); }},
-        // One byte removed: every offset points one byte past its object's start.
-        {"offsets-one-byte-long", [](std::string& s) { s.erase(s.find("\n1 0 obj") - 1, 1); }},
-        // The table entries of objects 2 and 3 trade places.
-        {"offsets-swapped",
-         [](std::string& s) {
-             size_t base = s.find("xref\n0 4\n") + 9;
-             std::string e2 = s.substr(base + 40, 20);
-             s.replace(base + 40, 20, s.substr(base + 60, 20));
-             s.replace(base + 60, 20, e2);
-         }},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        std::string pdf = OnePageDocument();
-        c.damage(pdf);
-        PDFInput in;
-        ASSERT_TRUE(Open(in, pdf));
-        EXPECT_EQ(in.PageNumbers(), std::vector<int32_t>{3});
-        ASSERT_NE(in.GetObj(3), nullptr);
-        EXPECT_EQ(in.GetObj(3)->Kind(), kPDObjPage);
-    }
-}
-
 TEST(ReaderLoad, WrongObjectAtOffsetIsReported) {
-    std::string pdf = OnePageDocument();
+    PdfBuilder b;
+    AddOnePageDocument(b);
+    std::string pdf = b.Build();
     // Object 3 is gone from the file and its entry points at object 2.
     size_t base = pdf.find("xref\n0 4\n") + 9;
     pdf.replace(base + 60, 20, pdf.substr(base + 40, 20));
@@ -305,20 +254,18 @@ TEST(ReaderLoad, HolderFields) {
         EXPECT_EQ(holder.Kind(), c.kind);
         EXPECT_EQ(holder.Generation(), c.generation);
         EXPECT_EQ(holder.Offset(), b.Offset(c.n));
-        size_t endobj = pdf.find("endobj", static_cast<size_t>(holder.Offset()));
-        EXPECT_GE(holder.EndOffset(), static_cast<int64_t>(endobj));
-        EXPECT_LE(holder.EndOffset(), static_cast<int64_t>(endobj) + 7);
+        auto endobj =
+            static_cast<int64_t>(pdf.find("endobj", static_cast<size_t>(holder.Offset())));
+        EXPECT_GE(holder.EndOffset(), endobj);
+        EXPECT_LE(holder.EndOffset(), endobj + 7);
     }
 }
 
 TEST(ReaderTrailer, ValuesTaken) {
     PdfBuilder b;
     b.Add(1, "<< /Type /Catalog /Pages 2 0 R /AcroForm 6 0 R /Names 7 0 R /Threads [] >>");
-    b.Add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    b.Add(5, "<< /Producer (me) >>");
-    b.Add(6, "<< /Fields [] >>");
-    b.Add(7, "<< /Dests 8 0 R >>");
-    b.Add(8, "<< /Names [] >>");
+    b.Add(2, "<< /Type /Pages /Kids [] /Count 0 >>").Add(5, "<< /Producer (me) >>");
+    b.Add(6, "<< /Fields [] >>").Add(7, "<< /Dests 8 0 R >>").Add(8, "<< /Names [] >>");
     b.Trailer("/Root 1 0 R /Info 5 0 R /ID [<0102ff> (a\\)b)]");
     PDFInput in;
     ASSERT_TRUE(Open(in, b.Build()));

@@ -19,74 +19,49 @@ bool Open(PDFInput& in, const std::string& pdf) {
                          static_cast<int64_t>(pdf.size()));
 }
 
-struct Node {
-    int num;
-    const char* body;
-};
-
-std::string Document(const std::vector<Node>& nodes) {
+// Catalog 1, then the given bodies numbered from 2 on; an empty body leaves its number unused.
+std::string Document(const std::vector<std::string>& bodies) {
     PdfBuilder b;
     b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    for (const auto& n : nodes)
-        b.Add(n.num, n.body);
+    for (size_t i = 0; i < bodies.size(); ++i) {
+        if (!bodies[i].empty())
+            b.Add(static_cast<int>(i) + 2, bodies[i]);
+    }
     b.Trailer("/Root 1 0 R");
     return b.Build();
 }
 
+const char* const kPage = "<< /Type /Page >>";
+
 TEST(ReaderPages, TreeShapes) {
     struct Case {
         const char* name;
-        std::vector<Node> nodes;
+        std::vector<std::string> bodies;
         std::vector<int32_t> pages;
         const char* diag;
     } cases[] = {
-        {"flat",
-         {{2, "<< /Type /Pages /Kids [3 0 R 4 0 R] >>"},
-          {3, "<< /Type /Page >>"},
-          {4, "<< /Type /Page >>"}},
-         {3, 4},
-         ""},
-        {"nested-in-order",
-         {{2, "<< /Type /Pages /Kids [5 0 R 3 0 R] >>"},
-          {3, "<< /Type /Page >>"},
-          {4, "<< /Type /Page >>"},
-          {5, "<< /Type /Pages /Kids [4 0 R 6 0 R] >>"},
-          {6, "<< /Type /Page >>"}},
-         {4, 6, 3},
-         ""},
-        {"single-kid-reference",
-         {{2, "<< /Type /Pages /Kids 3 0 R >>"}, {3, "<< /Type /Page >>"}},
-         {3},
-         ""},
-        {"kids-missing", {{2, "<< /Type /Pages /Count 0 >>"}}, {}, "pages object without kids\n"},
-        {"node-lists-itself",
-         {{2, "<< /Type /Pages /Kids [2 0 R 3 0 R] >>"}, {3, "<< /Type /Page >>"}},
-         {3},
+        // clang-format off
+        {"flat", {"<< /Type /Pages /Kids [3 0 R 4 0 R] >>", kPage, kPage}, {3, 4}, ""},
+        {"nested-in-order", {"<< /Type /Pages /Kids [5 0 R 3 0 R] >>", kPage, kPage,
+                             "<< /Type /Pages /Kids [4 0 R 6 0 R] >>", kPage}, {4, 6, 3}, ""},
+        {"single-kid-reference", {"<< /Type /Pages /Kids 3 0 R >>", kPage}, {3}, ""},
+        {"kids-missing", {"<< /Type /Pages /Count 0 >>"}, {}, "pages object without kids\n"},
+        {"node-lists-itself", {"<< /Type /Pages /Kids [2 0 R 3 0 R] >>", kPage}, {3},
          "object id recursion in /Pages object 2\n"},
-        {"parent-kids-cycle",
-         {{2, "<< /Type /Pages /Kids [3 0 R 4 0 R] >>"},
-          {3, "<< /Type /Page >>"},
-          {4, "<< /Type /Pages /Kids [2 0 R 5 0 R] >>"},
-          {5, "<< /Type /Page >>"}},
-         {3, 5},
+        {"parent-kids-cycle", {"<< /Type /Pages /Kids [3 0 R 4 0 R] >>", kPage,
+                               "<< /Type /Pages /Kids [2 0 R 5 0 R] >>", kPage}, {3, 5},
          "object id recursion in /Pages object 2\n"},
-        {"kid-unreadable",
-         {{2, "<< /Type /Pages /Kids [9 0 R 3 0 R] >>"}, {3, "<< /Type /Page >>"}},
-         {3},
+        {"kid-unreadable", {"<< /Type /Pages /Kids [9 0 R 3 0 R] >>", kPage}, {3},
          "cannot read kid of 2\n"},
-        {"kid-without-type",
-         {{2, "<< /Type /Pages /Kids [3 0 R 4 0 R] >>"},
-          {3, "<< /Kids [5 0 R] >>"},
-          {4, "<< /MediaBox [0 0 1 1] >>"},
-          {5, "<< /Type /Page >>"}},
-         {5, 4},
-         ""},
-        {"root-is-a-page", {{2, "<< /Type /Page >>"}}, {2}, ""},
+        {"kid-without-type", {"<< /Type /Pages /Kids [3 0 R 4 0 R] >>", "<< /Kids [5 0 R] >>",
+                              "<< /MediaBox [0 0 1 1] >>", kPage}, {5, 4}, ""},
+        {"root-is-a-page", {kPage}, {2}, ""},
+        // clang-format on
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         PDFInput in;
-        ASSERT_TRUE(Open(in, Document(c.nodes)));
+        ASSERT_TRUE(Open(in, Document(c.bodies)));
         DiagCapture diag;
         EXPECT_EQ(in.PageNumbers(), c.pages);
         EXPECT_EQ(diag.Text(), c.diag);
@@ -97,102 +72,56 @@ TEST(ReaderPages, TreeShapes) {
 TEST(ReaderPages, DeepChains) {
     for (int depth : {39, pdlimits::kMaxTreeDepth + 50}) {
         SCOPED_TRACE(depth);
-        PdfBuilder b;
-        b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-        for (int i = 0; i < depth; ++i) {
-            int n = 2 + i;
-            b.Add(n, "<< /Type /Pages /Kids [" + std::to_string(n + 1) + " 0 R] >>");
-        }
-        b.Add(2 + depth, "<< /Type /Page >>");
-        b.Trailer("/Root 1 0 R");
+        std::vector<std::string> bodies;
+        for (int n = 3; n < 3 + depth; ++n)
+            bodies.push_back("<< /Type /Pages /Kids [" + std::to_string(n) + " 0 R] >>");
+        bodies.emplace_back(kPage);
         PDFInput in;
-        ASSERT_TRUE(Open(in, b.Build()));
-        std::vector<int32_t> pages = in.PageNumbers();
-        if (depth <= pdlimits::kMaxTreeDepth)
-            EXPECT_EQ(pages, std::vector<int32_t>{2 + depth});
-        else
-            EXPECT_TRUE(pages.empty());
+        ASSERT_TRUE(Open(in, Document(bodies)));
+        bool tooDeep = depth > pdlimits::kMaxTreeDepth;
+        EXPECT_EQ(in.PageNumbers(), tooDeep ? std::vector<int32_t>{} : std::vector{2 + depth});
     }
 }
 
-TEST(ReaderCache, LookUps) {
-    PdfBuilder b;
-    b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    b.Add(2, "<< /Type /Pages /Kids [] >>");
-    b.Add(4, "5 0 R").Add(5, "6 0 R").Add(6, "(end)").Add(7, "7 0 R").Add(8, "<< /A 6 0 R >>");
-    b.Trailer("/Root 1 0 R");
+// Object 4 leads through 5 to 6, 7 names itself; looked up once, an object stays cached.
+TEST(ReaderCache, LookUpAndResolve) {
     PDFInput in;
-    ASSERT_TRUE(Open(in, b.Build()));
+    ASSERT_TRUE(Open(in, Document({"<< /Type /Pages /Kids [] >>", "", "5 0 R", "6 0 R", "(end)",
+                                   "7 0 R", "<< /A 4 0 R >>"})));
     struct Case {
         int32_t n;
         bool found;
-    } cases[] = {{0, false},
-                 {-1, false},
-                 {3, false},
-                 {6, true},
-                 {9, false},
-                 {PDFInput::kOutputBias, false},
-                 {PDFInput::kOutputBias + 6, false}};
+        const char* resolved; // null: unresolvable
+    } cases[] = {
+        // clang-format off
+        {0, false, nullptr}, {-1, false, nullptr}, {3, false, nullptr}, {6, true, "(end)"},
+        {4, true, "(end)"}, {7, true, nullptr}, {9, false, nullptr},
+        {PDFInput::kOutputBias, false, nullptr}, {PDFInput::kOutputBias + 6, false, nullptr},
+        // clang-format on
+    };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.n);
         EXPECT_EQ(in.PeekObj(c.n), nullptr);
         PDInputObj* first = in.GetObj(c.n);
         EXPECT_EQ(first != nullptr, c.found);
         EXPECT_EQ(in.PeekObj(c.n), first);
-        EXPECT_EQ(in.GetObj(c.n), first); // cached: the same object again
-    }
-    in.ReleaseAll();
-    EXPECT_EQ(in.PeekObj(6), nullptr);
-}
-
-TEST(ReaderCache, ResolveFollowsReferences) {
-    PdfBuilder b;
-    b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    b.Add(2, "<< /Type /Pages /Kids [] >>");
-    b.Add(4, "5 0 R").Add(5, "6 0 R").Add(6, "(end)").Add(7, "7 0 R").Add(8, "<< /A 4 0 R >>");
-    b.Trailer("/Root 1 0 R");
-    PDFInput in;
-    ASSERT_TRUE(Open(in, b.Build()));
-    struct Case {
-        int32_t ref;
-        const char* text; // null: unresolvable
-    } cases[] = {{6, "(end)"}, {4, "(end)"}, {7, nullptr}, {9, nullptr}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.ref);
-        auto ref = PDValue::MakeReference(c.ref);
+        EXPECT_EQ(in.GetObj(c.n), first);
+        auto ref = PDValue::MakeReference(c.n);
         const PDValue* v = in.Resolve(ref.get());
-        if (c.text == nullptr) {
-            EXPECT_EQ(v, nullptr);
-        } else {
-            ASSERT_NE(v, nullptr);
-            EXPECT_EQ(v->Text().ToString(), c.text);
-        }
+        EXPECT_EQ(v != nullptr ? v->Text().ToString() : "<null>",
+                  c.resolved ? c.resolved : "<null>");
     }
     EXPECT_EQ(in.ResolveKey(in.GetObj(8)->Value(), "/A")->Text().ToString(), "(end)");
     EXPECT_EQ(in.ResolveKey(in.GetObj(8)->Value(), "/B"), nullptr);
     PDValue direct("(x)");
     EXPECT_EQ(in.Resolve(&direct), &direct);
+    in.ReleaseAll();
+    EXPECT_EQ(in.PeekObj(6), nullptr);
 }
 
-TEST(ReaderCache, NewObjectsNumberedAfterTheFile) {
+TEST(ReaderCache, HoldersAndNewObjects) {
     PDFInput in;
-    ASSERT_TRUE(Open(in, Document({{2, "<< /Type /Pages /Kids [] >>"}})));
-    int32_t inputCount = in.InputObjectCount();
-    EXPECT_EQ(inputCount, 3);
-    PDInputObj* made = in.NewObj(std::make_unique<PDValue>("(made)"));
-    EXPECT_EQ(made->Number(), inputCount);
-    EXPECT_EQ(in.ObjectCount(), inputCount + 1);
-    EXPECT_EQ(in.GetObj(inputCount), made);
-    EXPECT_EQ(in.PeekObj(inputCount), made);
-    in.ReleaseAll(true);
-    EXPECT_EQ(in.GetObj(inputCount), made);
-    in.ReleaseAll(false);
-    EXPECT_EQ(in.GetObj(inputCount), nullptr);
-}
-
-TEST(ReaderCache, HolderPrefersTheCache) {
-    PDFInput in;
-    ASSERT_TRUE(Open(in, Document({{2, "<< /Type /Pages /Kids [] >>"}})));
+    ASSERT_TRUE(Open(in, Document({"<< /Type /Pages /Kids [] >>"})));
     ObjHolder before(in, 2);
     ASSERT_TRUE(before);
     EXPECT_TRUE(before.IsOwned()); // not cached yet: a private copy
@@ -203,6 +132,17 @@ TEST(ReaderCache, HolderPrefersTheCache) {
     after.Clear();
     EXPECT_EQ(in.PeekObj(2), cached); // a holder never deletes a cached object
     EXPECT_FALSE(ObjHolder(in, 9));
+    // New objects are numbered after the file's.
+    EXPECT_EQ(in.InputObjectCount(), 3);
+    PDInputObj* made = in.NewObj(std::make_unique<PDValue>("(made)"));
+    EXPECT_EQ(made->Number(), 3);
+    EXPECT_EQ(in.ObjectCount(), 4);
+    EXPECT_EQ(in.GetObj(3), made);
+    EXPECT_EQ(in.PeekObj(3), made);
+    in.ReleaseAll(true);
+    EXPECT_EQ(in.GetObj(3), made);
+    in.ReleaseAll(false);
+    EXPECT_EQ(in.GetObj(3), nullptr);
 }
 
 } // namespace
