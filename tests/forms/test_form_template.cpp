@@ -1,5 +1,6 @@
 // Field tree, names, widgets and the listing of a template.
 #include "forms/form_template.h"
+#include "tests/support/memory_input.h"
 #include "tests/support/pdf_builder.h"
 
 #include <gtest/gtest.h>
@@ -34,8 +35,7 @@ struct Opened {
     std::string bytes;
     PDFormTemplate doc;
     explicit Opened(std::string file) : bytes(std::move(file)) {
-        EXPECT_TRUE(doc.OpenMemory(reinterpret_cast<const uint8_t*>(bytes.data()),
-                                   static_cast<int64_t>(bytes.size())));
+        EXPECT_TRUE(testpdf::OpenBytes(doc, bytes));
     }
 };
 

@@ -2,6 +2,7 @@
 #include "structure/pdinput.h"
 
 #include "tests/support/diag_capture.h"
+#include "tests/support/memory_input.h"
 #include "tests/support/pdf_builder.h"
 
 #include <gtest/gtest.h>
@@ -16,8 +17,7 @@ using testpdf::XrefKind;
 namespace {
 
 bool Open(PDFInput& in, const std::string& pdf) {
-    return in.OpenMemory(reinterpret_cast<const uint8_t*>(pdf.data()),
-                         static_cast<int64_t>(pdf.size()));
+    return testpdf::OpenBytes(in, pdf);
 }
 
 // Catalog 1, page-tree root 2, one page 3.

@@ -3,6 +3,7 @@
 
 #include "pdf/pdlimits.h"
 #include "tests/support/diag_capture.h"
+#include "tests/support/memory_input.h"
 #include "tests/support/pdf_builder.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +16,7 @@ using testpdf::PdfBuilder;
 namespace {
 
 bool Open(PDFInput& in, const std::string& pdf) {
-    return in.OpenMemory(reinterpret_cast<const uint8_t*>(pdf.data()),
-                         static_cast<int64_t>(pdf.size()));
+    return testpdf::OpenBytes(in, pdf);
 }
 
 // Catalog 1, then the given bodies numbered from 2 on; an empty body leaves its number unused.

@@ -5,6 +5,7 @@
 #include "pdf/pdstr.h"
 #include "pdf/pdvalue.h"
 #include "tests/support/diag_capture.h"
+#include "tests/support/memory_input.h"
 
 #include <gtest/gtest.h>
 
@@ -16,13 +17,7 @@
 namespace {
 
 std::unique_ptr<PDValue> Parse(std::string_view text) {
-    PDMemoryHost host(reinterpret_cast<const uint8_t*>(text.data()),
-                      static_cast<int64_t>(text.size()));
-    PDParser parser(host);
-    parser.GetToken();
-    auto value = std::make_unique<PDValue>();
-    parser.ParseValue(*value);
-    return value;
+    return testpdf::ParseText(text);
 }
 
 // ---- PDStr ----

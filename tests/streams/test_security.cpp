@@ -2,6 +2,7 @@
 
 #include "pdf/pdparse.h"
 #include "pdf/pdstring.h"
+#include "tests/support/memory_input.h"
 
 #include <gtest/gtest.h>
 
@@ -24,13 +25,7 @@ std::string ToHex(const uint8_t* bytes, int length) {
 
 // A value as the reader parses it from the file.
 std::unique_ptr<PDValue> Parse(const std::string& text) {
-    PDMemoryHost host(reinterpret_cast<const uint8_t*>(text.data()),
-                      static_cast<int64_t>(text.size()));
-    PDParser parser(host);
-    parser.GetToken();
-    auto value = std::make_unique<PDValue>();
-    parser.ParseValue(*value);
-    return value;
+    return testpdf::ParseText(text);
 }
 
 std::string EncryptText(const std::string& ownerHex, const std::string& userHex, int32_t p,
