@@ -3,10 +3,10 @@
 #include "forms/form_fonts.h"
 #include "pdf/pdformat.h"
 #include "pdf/pdlimits.h"
+#include "pdf/pdnumtext.h"
 #include "pdf/pdstring.h"
 #include "pdf/pdtextstring.h"
 
-#include <charconv>
 #include <cstdio>
 #include <unordered_set>
 
@@ -29,19 +29,6 @@ size_t DisplayLength(const std::string& utf8) {
 
 std::string Utf8(const PDStr& s) {
     return PDTextToUtf8(s.View());
-}
-
-// A number at the start of text, after leading blanks; 0 when none can be read.
-float LeadingNumber(std::string_view text) {
-    size_t i = 0;
-    while (i < text.size() && (text[i] == ' ' || text[i] == '\t'))
-        ++i;
-    text.remove_prefix(i);
-    if (!text.empty() && text[0] == '+')
-        text.remove_prefix(1);
-    float value = 0;
-    auto res = std::from_chars(text.data(), text.data() + text.size(), value);
-    return res.ec == std::errc() ? value : 0.0f;
 }
 
 } // namespace
@@ -196,7 +183,7 @@ bool PDFormTemplate::GetWidget(int field, int widget, PDWidgetInfo& info) {
     PDStr da;
     if (DefaultAppearance(w, t.dict, da)) {
         info.fontIndex = formfont::IndexOfPrefix(da.Text(), da.Length());
-        info.fontSize = da.Length() > 6 ? LeadingNumber(da.View().substr(6)) : 0.0f;
+        info.fontSize = da.Length() > 6 ? static_cast<float>(PDParseReal(da.Text() + 6)) : 0.0f;
     }
     return true;
 }

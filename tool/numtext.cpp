@@ -1,7 +1,11 @@
 #include "tool/numtext.h"
 
+#include "pdf/pdnumtext.h"
+
 #include <charconv>
 #include <climits>
+#include <cmath>
+#include <limits>
 #include <system_error>
 
 namespace {
@@ -51,22 +55,9 @@ bool IsPlainDecimal(std::string_view text) {
 } // namespace
 
 float ReadLeadingDecimal(const char* text) {
-    if (text == nullptr) {
-        return 0.0f;
-    }
-    std::string_view rest = SkipSpace(text);
-    bool negative = TakeSign(rest);
-    // from_chars would also take "inf" and "nan", which are not decimal numbers.
-    if (rest.empty() || !(IsDigit(rest[0]) || rest[0] == '.')) {
-        return 0.0f;
-    }
-    float value = 0.0f;
-    auto [ptr, ec] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
-    (void)ptr;
-    if (ec != std::errc()) {
-        return 0.0f;
-    }
-    return negative ? -value : value;
+    double value = PDParseReal(text);
+    // Beyond the float range reads as 0, as unreadable text does.
+    return std::fabs(value) > std::numeric_limits<float>::max() ? 0.0f : static_cast<float>(value);
 }
 
 bool ReadStrictInt(std::string_view item, int& out) {
