@@ -54,9 +54,6 @@ void SkipWhiteAndComments(const uint8_t*& p, const uint8_t* end) {
 
 } // namespace
 
-PDFile::PDFile() = default;
-
-PDFile::~PDFile() = default;
 
 int32_t PDFile::ObjectCount() const {
     return m_objectCount;

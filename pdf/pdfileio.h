@@ -7,7 +7,7 @@
 
 class PDFileIO {
 public:
-    static constexpr int kWriteBuffer = 4096;
+    static constexpr int kWriteBuffer = 65536;
 
     PDFileIO() = default;
     ~PDFileIO();

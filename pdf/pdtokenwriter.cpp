@@ -3,6 +3,7 @@
 #include "pdf/pddiag.h"
 #include "pdf/pdformat.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <new>
@@ -52,7 +53,8 @@ bool PDTokenWriter::EmitToMemory(const void* bytes, int64_t length) {
         int64_t need = m_offset + length;
         if (need > INT64_MAX - kMemoryGrowth)
             return false;
-        int64_t capacity = need + kMemoryGrowth;
+        // At least doubling keeps a large image from being copied once per 100,000 bytes.
+        int64_t capacity = std::max(need + kMemoryGrowth, std::min(m_imageCapacity, need) * 2);
         std::unique_ptr<uint8_t[]> grown(new (std::nothrow) uint8_t[static_cast<size_t>(capacity)]);
         if (!grown)
             return false;

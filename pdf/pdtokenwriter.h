@@ -43,6 +43,8 @@ public:
     virtual int32_t NewObjectNumber();
     // The line "n 0 obj". False when the object must not be written (nothing was written).
     virtual bool WriteObjectHeader(int32_t objNum);
+    // Writes the file header when nothing was written yet (so Tell() is an object's offset).
+    bool EnsureStarted() { return EnsureHeader(); }
     // "endobj" on a line of its own.
     bool WriteEndObj();
 

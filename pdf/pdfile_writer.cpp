@@ -1,0 +1,523 @@
+// The writing side of PDFile: numbering, the value serialiser, object framing, the
+// cross-reference table and the trailer.
+#include "pdf/pdfile_writestate.h"
+
+#include "pdf/pddiag.h"
+#include "pdf/pdformat.h"
+#include "pdf/pdkeys.h"
+#include "pdf/pdlimits.h"
+#include "pdf/pdstring.h"
+#include "streams/pdsecurity.h"
+
+#include <chrono>
+#include <cstring>
+#include <random>
+
+namespace {
+
+// Every PDFile that starts writing takes the next serial number; it also stirs the identifier.
+int g_writeSerial = 0;
+
+// A map grows to n + 100 entries when n does not fit.
+constexpr size_t kMapHeadroom = 100;
+
+} // namespace
+
+// Here, where the writing state is a complete type.
+PDFile::PDFile() = default;
+
+PDFile::~PDFile() = default;
+
+PDFile::WriteState::WriteState() {
+    index.assign(1000, 0);
+    maps.emplace_back(100, 0);
+    pages.reserve(200);
+}
+
+PDFile::WriteState::~WriteState() = default;
+
+void PDFile::StartOutput() {
+    m_out = std::make_unique<WriteState>();
+    m_out->trailer = PDValue::MakeDictionary();
+    m_out->catalog = PDValue::MakeDictionary();
+    ++g_writeSerial;
+}
+
+// Two equal identifiers: random bytes from the clock and this object's address, with the output
+// name folded in, so two files written in the same second still differ.
+void PDFile::MakeIdentifier(const char* name) {
+    auto now = static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
+    auto self = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(this));
+    std::mt19937 random(static_cast<uint32_t>(now ^ (now >> 32) ^ self ^ (self >> 32) ^
+                                              static_cast<uint64_t>(g_writeSerial)));
+    for (int i = 0; i < 8; ++i) {
+        auto r = static_cast<uint16_t>(random());
+        m_out->id[2 * i] = static_cast<uint8_t>(r >> 8);
+        m_out->id[2 * i + 1] = static_cast<uint8_t>(r & 0xFF);
+    }
+    for (size_t i = 0; name != nullptr && name[i] != '\0'; ++i)
+        m_out->id[i % 16] ^= static_cast<uint8_t>(name[i]);
+}
+
+bool PDFile::BeginWrite(const char* name) {
+    StartOutput();
+    int error = m_out->file.OpenWrite(name);
+    if (error != 0) {
+        m_out.reset();
+        m_error = error;
+        return false;
+    }
+    m_out->tokens.WriteToFile(&m_out->file);
+    MakeIdentifier(name);
+    return true;
+}
+
+void PDFile::BeginWriteMemory() {
+    StartOutput();
+    m_out->tokens.WriteToMemory();
+    MakeIdentifier("-");
+}
+
+void PDFile::BeginWriteCounting() {
+    StartOutput();
+    m_out->tokens.WriteToCounter();
+    m_out->counting = true;
+    MakeIdentifier("");
+}
+
+// ------------------------------------------------------------------ numbering
+
+int32_t PDFile::NewObjectNumber() {
+    if (!m_out)
+        return 0;
+    if (m_out->released.Count() > 0)
+        return m_out->released.Take();
+    return kOutputBias + m_out->next++;
+}
+
+void PDFile::ReleaseNumber(int32_t biased) {
+    if (m_out && biased > kOutputBias)
+        m_out->released.Append(biased);
+}
+
+int PDFile::AllocMap() {
+    if (!m_out)
+        return 0;
+    m_out->maps.emplace_back(100, 0);
+    return static_cast<int>(m_out->maps.size()) - 1;
+}
+
+int32_t PDFile::MapId(int32_t n, int map) {
+    if (n >= kOutputBias)
+        return n;
+    if (!m_out || n <= 0 || map < 0 || static_cast<size_t>(map) >= m_out->maps.size())
+        return 0;
+    std::vector<int32_t>& table = m_out->maps[static_cast<size_t>(map)];
+    auto slot = static_cast<size_t>(n);
+    if (slot >= table.size())
+        table.resize(slot + kMapHeadroom, 0);
+    if (table[slot] == 0)
+        table[slot] = NewObjectNumber();
+    return table[slot];
+}
+
+void PDFile::ClearMapEntry(int32_t n, int map) {
+    if (!m_out || n <= 0 || n >= kOutputBias || map < 0 ||
+        static_cast<size_t>(map) >= m_out->maps.size())
+        return;
+    std::vector<int32_t>& table = m_out->maps[static_cast<size_t>(map)];
+    if (static_cast<size_t>(n) < table.size())
+        table[static_cast<size_t>(n)] = 0;
+}
+
+int32_t PDFile::FileNumber(int32_t n, int map) {
+    return MapId(n, map) % kOutputBias;
+}
+
+bool PDFile::IsWritten(int32_t n) const noexcept {
+    if (!m_out)
+        return false;
+    auto m = static_cast<size_t>(n % kOutputBias);
+    return m < m_out->index.size() && m_out->index[m] != 0;
+}
+
+// ------------------------------------------------------------------ tokens
+
+bool PDFile::WriteToken(std::string_view token) {
+    return m_out && m_out->tokens.WriteToken(token);
+}
+
+bool PDFile::NewLine() {
+    return m_out && m_out->tokens.NewLine();
+}
+
+bool PDFile::WriteRaw(const void* bytes, int64_t length) {
+    return m_out && m_out->tokens.WriteRaw(bytes, length);
+}
+
+bool PDFile::WriteInt(int32_t value) {
+    return m_out && m_out->tokens.WriteInt(value);
+}
+
+bool PDFile::WriteInt64(int64_t value) {
+    return m_out && m_out->tokens.WriteInt64(value);
+}
+
+bool PDFile::WriteReal(float value) {
+    return m_out && m_out->tokens.WriteReal(value);
+}
+
+int64_t PDFile::WrittenLength() const noexcept {
+    return m_out ? m_out->tokens.Tell() : 0;
+}
+
+// One token, so a reference is never split across lines.
+bool PDFile::WriteReference(int32_t n, int map) {
+    std::string token = PDFormatInt(FileNumber(n, map));
+    token += " 0 R";
+    return WriteToken(token);
+}
+
+// ------------------------------------------------------------------ values
+
+bool PDFile::WriteStringBytes(const uint8_t* bytes, int length, int mode) {
+    PDStr text;
+    if (m_out && m_out->keyObject > 0 && length > 0) {
+        std::vector<uint8_t> crypted(bytes, bytes + length);
+        m_out->security->CryptBytes(crypted.data(), length, m_out->keyObject, 0);
+        PDEncodeString(crypted.data(), length, text, kPDLiteral);
+    } else {
+        PDEncodeString(bytes, length, text, mode);
+    }
+    return WriteToken(text.View());
+}
+
+bool PDFile::WriteString(const PDValue& value) {
+    if (!m_out || m_out->keyObject <= 0)
+        return WriteToken(value.Text().View());
+    PDStr bytes;
+    PDDecodeString(value.Text(), bytes);
+    return WriteStringBytes(bytes.Bytes(), bytes.Length(), kPDLiteral);
+}
+
+// The walk keeps its own stack, so values nested as deep as the parser allows cost no recursion.
+bool PDFile::WriteValue(const PDValue* value, int map) {
+    if (value == nullptr) {
+        m_error = pderr::kNullArgument;
+        return false;
+    }
+    bool ok = true;
+    struct Frame {
+        const PDValue* container;
+        const PDValue* element; // arrays: next element to write
+        int entry;              // dictionaries: next entry to write
+        bool lineEntries;
+    };
+    std::vector<Frame> stack;
+    const PDValue* v = value;
+    for (;;) {
+        if (v != nullptr) {
+            switch (v->Kind()) {
+            case kPDInteger:
+                ok = WriteInt(v->Number()) && ok;
+                break;
+            case kPDReference:
+                ok = WriteReference(v->Number(), map) && ok;
+                break;
+            case kPDString:
+                ok = WriteString(*v) && ok;
+                break;
+            case kPDArray:
+                ok = WriteToken("[") && ok;
+                stack.push_back({v, v->First(), 0, false});
+                break;
+            case kPDDictionary:
+                stack.push_back({v, nullptr, 0, m_out && m_out->tokens.Column() <= 0});
+                ok = WriteToken("<<") && ok;
+                break;
+            default:
+                ok = WriteToken(v->Text().IsEmpty() ? std::string_view("null") : v->Text().View()) &&
+                     ok;
+                break;
+            }
+            v = nullptr;
+        }
+        if (stack.empty())
+            break;
+        Frame& top = stack.back();
+        if (top.container->Kind() == kPDArray) {
+            if (top.element != nullptr) {
+                v = top.element;
+                top.element = top.element->Next();
+                continue;
+            }
+            ok = WriteToken("]") && ok;
+        } else {
+            PDValue* entry = nullptr;
+            const char* key = nullptr;
+            if (top.entry > 0 && top.lineEntries)
+                ok = NewLine() && ok;
+            if (top.container->Dict()->Entry(top.entry++, &entry, &key)) {
+                ok = WriteToken(key) && ok;
+                v = entry;
+                continue;
+            }
+            ok = WriteToken(">>") && ok;
+        }
+        stack.pop_back();
+    }
+    return ok;
+}
+
+bool PDFile::WriteDictionary(const PDValue& dict, int map, bool skipEmpty) {
+    if (dict.Kind() != kPDDictionary)
+        return WriteValue(&dict, map);
+    bool lineEntries = m_out && m_out->tokens.Column() <= 0;
+    bool ok = WriteToken("<<");
+    PDValue* value = nullptr;
+    const char* key = nullptr;
+    for (int i = 0; dict.Dict()->Entry(i, &value, &key); ++i) {
+        if (skipEmpty && value != nullptr && value->Kind() == kPDDictionary &&
+            value->Dict()->Count() == 0 && !value->HasStream())
+            continue;
+        ok = WriteToken(key) && ok;
+        ok = WriteValue(value, map) && ok;
+        if (lineEntries)
+            ok = NewLine() && ok;
+    }
+    return WriteToken(">>") && ok;
+}
+
+// ------------------------------------------------------------------ objects
+
+bool PDFile::WriteObjectHeader(int32_t n, int map) {
+    if (!m_out)
+        return false;
+    int32_t biased = MapId(n, map);
+    int32_t m = biased % kOutputBias;
+    if (n >= kOutputBias && m != n % kOutputBias)
+        PDReport("RefNum yields %ld for %ld\n", static_cast<long>(m), static_cast<long>(n));
+    if (m <= 0)
+        return false;
+    auto slot = static_cast<size_t>(m);
+    if (slot >= m_out->index.size())
+        m_out->index.resize(slot + kMapHeadroom, 0);
+    if (m_out->index[slot] != 0) {
+        m_error = pderr::kDuplicate;
+        return false;
+    }
+    bool ok = m_out->tokens.EnsureStarted();
+    if (!m_out->counting)
+        m_out->index[slot] = m_out->tokens.Tell();
+    ok = WriteInt(m) && ok;
+    ok = WriteToken("0 obj") && ok;
+    ok = NewLine() && ok;
+    SelectObjectKey(m);
+    return ok;
+}
+
+void PDFile::SelectObjectKey(int32_t m) {
+    if (!IsEncryptingOutput() || m == m_out->encrypt) {
+        m_out->keyObject = 0;
+        m_out->tokens.SetRawCrypt(nullptr);
+        return;
+    }
+    m_out->keyObject = m;
+    PDSecurity* security = m_out->security.get();
+    m_out->tokens.SetRawCrypt([security, m](uint8_t* data, int64_t length) {
+        security->CryptBytes(data, length, m, 0);
+    });
+}
+
+bool PDFile::WriteEndObj() {
+    if (!m_out)
+        return false;
+    bool ok = m_out->tokens.WriteEndObj();
+    m_out->keyObject = 0;
+    m_out->tokens.SetRawCrypt(nullptr);
+    return ok;
+}
+
+// A stream's /Length is written as the length of the data it carries, whatever the dictionary
+// held: an indirect or a wrong length would make the copy unreadable.
+bool PDFile::WriteStreamDictionary(const PDValue& value, int map) {
+    std::unique_ptr<PDValue> copy;
+    const PDValue* length = value.GetSlot(pdkey::Length);
+    if (length == nullptr || length->Kind() != kPDInteger ||
+        length->Number() != value.StreamLength()) {
+        copy = PDValue::MakeDictionary();
+        PDValue* entry = nullptr;
+        const char* key = nullptr;
+        for (int i = 0; value.Dict()->Entry(i, &entry, &key); ++i) {
+            if (entry != nullptr)
+                copy->Dict()->Set(key, entry->Copy());
+        }
+        copy->Dict()->SaveAttrVal(pdkey::Length, LengthValue(value.StreamLength()));
+    }
+    return WriteValue(copy ? copy.get() : &value, map);
+}
+
+std::unique_ptr<PDValue> PDFile::LengthValue(int64_t length) {
+    if (length <= kPDBigNumber - 1)
+        return PDValue::MakeInteger(static_cast<int32_t>(length));
+    auto text = std::make_unique<PDValue>();
+    text->SetIntegerText(PDFormatInt(length).c_str());
+    return text;
+}
+
+bool PDFile::WriteObject(int32_t n, const PDValue& value, int map) {
+    if (n == 0)
+        n = NewObjectNumber();
+    if (!WriteObjectHeader(n, map))
+        return false;
+    if (!value.HasStream()) {
+        bool ok = WriteValue(&value, map);
+        return WriteEndObj() && ok;
+    }
+    bool ok = WriteStreamDictionary(value, map);
+    ok = NewLine() && ok;
+    ok = WriteToken("stream") && ok;
+    ok = NewLine() && ok;
+    int64_t length = value.StreamLength();
+    ok = m_out->tokens.WriteStreamData(value.StreamData(), length) && ok;
+    uint8_t last = length > 0 ? value.StreamData()[length - 1] : 0;
+    if (m_out->keyObject > 0 || (last != '\r' && last != '\n'))
+        ok = NewLine() && ok;
+    ok = WriteToken("endstream") && ok;
+    return WriteEndObj() && ok;
+}
+
+// ------------------------------------------------------------------ document parts
+
+PDValue& PDFile::OutputCatalog() {
+    if (!m_out)
+        StartOutput();
+    return *m_out->catalog;
+}
+
+int32_t PDFile::OutputInfo() const noexcept {
+    return m_out ? m_out->info : 0;
+}
+
+void PDFile::SetOutputInfo(int32_t biased) noexcept {
+    if (m_out)
+        m_out->info = biased;
+}
+
+const uint8_t* PDFile::OutputId() const noexcept {
+    return m_out ? m_out->id : nullptr;
+}
+
+PDSecurity& PDFile::OutputSecurity() {
+    if (!m_out)
+        StartOutput();
+    if (!m_out->security) {
+        m_out->security = std::make_unique<PDSecurity>(PDSecurity::kOutput);
+        m_out->security->SetDocumentId(m_out->id, 16);
+    }
+    return *m_out->security;
+}
+
+bool PDFile::IsEncryptingOutput() const noexcept {
+    return m_out && m_out->security && m_out->security->IsEncrypting() &&
+           !m_out->security->IsNotReady();
+}
+
+bool PDFile::WriteEncryptDictionary() {
+    if (!IsEncryptingOutput() || m_out->encrypt != 0)
+        return true;
+    PDSecurity& security = *m_out->security;
+    int32_t number = NewObjectNumber();
+    m_out->encrypt = number % kOutputBias;
+    bool ok = WriteObjectHeader(number, 0);
+    ok = WriteToken("<<") && NewLine() && ok;
+    ok = WriteToken("/Filter") && WriteToken("/Standard") && NewLine() && ok;
+    ok = WriteToken("/V") && WriteInt(security.Version()) && NewLine() && ok;
+    ok = WriteToken("/R") && WriteInt(security.Revision()) && NewLine() && ok;
+    ok = WriteToken("/Length") && WriteInt(security.KeyBits()) && NewLine() && ok;
+    ok = WriteToken("/O") && WriteStringBytes(security.ComputedOwner(), 32, kPDLiteral) &&
+         NewLine() && ok;
+    ok = WriteToken("/U") && WriteStringBytes(security.ComputedUser(), 32, kPDLiteral) &&
+         NewLine() && ok;
+    ok = WriteToken("/P") && WriteInt(security.Permissions()) && NewLine() && ok;
+    ok = WriteToken(">>") && ok;
+    return WriteEndObj() && ok;
+}
+
+bool PDFile::WriteXrefAndTrailer() {
+    WriteState& out = *m_out;
+    if (out.tokens.Column() > 0)
+        NewLine();
+    int64_t start = out.tokens.Tell();
+    auto size = static_cast<size_t>(out.next);
+    if (out.index.size() < size)
+        out.index.resize(size, 0);
+    bool ok = WriteToken("xref") && NewLine();
+    ok = WriteInt(0) && WriteInt(out.next) && NewLine() && ok;
+    // Each free entry names the next free one; the last names 0.
+    std::vector<int64_t> nextFree(size, 0);
+    for (size_t i = size, following = 0; i-- > 0;) {
+        nextFree[i] = static_cast<int64_t>(following);
+        if (out.index[i] == 0)
+            following = i;
+    }
+    std::string table;
+    table.reserve(size * 20);
+    for (size_t i = 0; i < size; ++i) {
+        bool free = out.index[i] == 0;
+        table += PDFormatPadded(free ? nextFree[i] : out.index[i], 10);
+        table += free ? (i == 0 ? " 65535 f\r\n" : " 00000 f\r\n") : " 00000 n\r\n";
+    }
+    ok = WriteRaw(table.data(), static_cast<int64_t>(table.size())) && ok;
+    ok = WriteToken("trailer") && NewLine() && ok;
+    ok = WriteToken("<<") && NewLine() && ok;
+    ok = WriteToken("/Size") && WriteInt(out.next) && NewLine() && ok;
+    if (out.info != 0)
+        ok = WriteToken("/Info") && WriteReference(out.info, 0) && NewLine() && ok;
+    if (out.encrypt != 0)
+        ok = WriteToken("/Encrypt") && WriteReference(kOutputBias + out.encrypt, 0) && NewLine() &&
+             ok;
+    ok = WriteToken("/Root") && WriteReference(out.root, 0) && NewLine() && ok;
+    PDStr first;
+    PDEncodeString(out.id, 16, first, kPDHex);
+    std::string id = "/ID [";
+    id += first.View();
+    id += first.View();
+    id += "]";
+    ok = WriteToken(id) && NewLine() && ok;
+    ok = WriteToken(">>") && NewLine() && ok;
+    ok = WriteToken("startxref") && NewLine() && ok;
+    ok = WriteInt64(start) && NewLine() && ok;
+    return WriteToken("%%EOF") && NewLine() && ok;
+}
+
+bool PDFile::EndWrite() {
+    if (!m_out)
+        return false;
+    OnFinalWrite();
+    bool ok = WriteCatalogEntries();
+    ok = WritePageTreeAndCatalog() && ok;
+    ok = WriteEncryptDictionary() && ok;
+    ok = WriteXrefAndTrailer() && ok;
+    ok = !m_out->tokens.Failed() && ok;
+    if (m_out->file.IsOpen()) {
+        int error = m_out->file.Close();
+        if (error != 0) {
+            m_error = error;
+            ok = false;
+        }
+    }
+    m_out->maps.clear();
+    m_out->catalog.reset();
+    m_out->trailer.reset();
+    OnAfterClose();
+    return ok;
+}
+
+std::unique_ptr<uint8_t[]> PDFile::TakeImage(int64_t* length) noexcept {
+    if (!m_out) {
+        *length = 0;
+        return nullptr;
+    }
+    return m_out->tokens.TakeImage(length);
+}
