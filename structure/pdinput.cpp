@@ -9,16 +9,11 @@ namespace {
 constexpr int kMaxReferenceHops = 32;
 } // namespace
 
-PDInputObj::PDInputObj(PDFInput* doc, int32_t number) : m_doc(doc) {
-    SetNumber(number);
-    SetFile(doc);
-}
-
-PDInputObj::~PDInputObj() = default;
-
 PDFInput::PDFInput() = default;
 
-PDFInput::~PDFInput() = default;
+PDFInput::~PDFInput() {
+    Close();
+}
 
 int32_t PDFInput::ObjectCount() const {
     return InputObjectCount() + NewObjectCount();
@@ -67,6 +62,7 @@ PDInputObj* PDFInput::NewObj(std::unique_ptr<PDValue> value) {
     obj->SetKind(PDIndirectObj::KindOf(value.get()));
     obj->SetValue(std::move(value));
     m_newObjs.push_back(std::move(obj));
+    ResizeFlags();
     return m_newObjs.back().get();
 }
 
@@ -79,6 +75,8 @@ void PDFInput::ReleaseAll(bool keepNew) {
         slot.reset();
     m_highest = 0;
     m_currentPage = nullptr;
+    m_cursorPage = 0;
+    m_cursorIndex = -1;
 }
 
 PDValue* PDFInput::Resolve(PDValue* value) {

@@ -1,37 +1,68 @@
-// PDFInput: an input document with its cache of indirect objects; PDInputObj: one cached object.
+// PDFInput: an input document with its cache of indirect objects, and the transfer of its pages
+// into output documents; PDInputObj: one cached object.
 #pragma once
 
+#include "pdf/pdarr.h"
 #include "pdf/pdfile.h"
 #include "pdf/pdobject.h"
 #include "pdf/pdvalue.h"
 
 #include <cstdint>
 #include <memory>
+#include <unordered_set>
 #include <vector>
 
+class PDAnnotation;
 class PDFInput;
+class PDOutputDoc;
 
 class PDInputObj : public PDIndirectObj {
 public:
     PDInputObj(PDFInput* doc, int32_t number);
     ~PDInputObj() override;
 
+    // A new object of the same document and number holding value. Owned by the caller.
+    virtual std::unique_ptr<PDInputObj> Clone(std::unique_ptr<PDValue> value) const;
+    // Writes the object into output through the document's map, or hands it to the output's
+    // stores (widgets and fields to the field store, fonts with widths to the font store).
+    // False when nothing was written or stored, so that what it references is not copied.
+    virtual bool TransferToOutput(PDOutputDoc& output);
+
     // The document the object belongs to (not owned).
     PDFInput* Document() const noexcept { return m_doc; }
-    // The page-tree node above a page, set while pages are walked (not owned; null when unknown).
-    PDInputObj* ParentNode() const noexcept { return m_parent; }
-    void SetParentNode(PDInputObj* parent) noexcept { m_parent = parent; }
+    // The page-tree node this object was reached from during a walk (looked up in the cache; null
+    // when unknown or unreadable). Kept as a number, so releasing the node cannot leave it
+    // dangling.
+    PDInputObj* ParentNode() const;
+    void SetParentNode(const PDInputObj* parent) noexcept;
+    int32_t ParentLink() const noexcept { return m_parent; }
+    // The object whose value holds the page's effective /Resources (set by PageResources); 0
+    // when unknown.
+    int32_t ResourcesOwner() const noexcept { return m_resourcesOwner; }
+    void SetResourcesOwner(int32_t n) noexcept { m_resourcesOwner = n; }
+
+    // Page operations: keySlot is /Annots or /Contents; n an output (biased) or input number.
+    // The entry becomes an array holding a reference to n, first or last. False (with a report)
+    // when the entry cannot hold it.
+    bool AddEntry(int keySlot, int32_t n, bool atEnd);
+    // Gives annotation a new output number, lists it in /Annots and, when it agrees to go on
+    // this page, queues it in the output for writing at the end. Takes ownership.
+    bool AddAnnotation(std::unique_ptr<PDAnnotation> annotation);
+    // Lists content stream n (0: a new output number) in /Contents; returns the number, 0 when
+    // the page has no output.
+    int32_t AddContents(bool atEnd, int32_t n = 0);
 
 private:
+    bool TransferFormXObject(PDOutputDoc& output, const PDValue& dict);
+    bool TransferFont(PDOutputDoc& output);
+
     PDFInput* m_doc;
-    PDInputObj* m_parent = nullptr;
+    int32_t m_parent = 0;
+    int32_t m_resourcesOwner = 0;
 };
 
 class PDFInput : public PDFile {
 public:
-    // Object numbers from here up are output numbers and never name an input object.
-    static constexpr int32_t kOutputBias = 10000000;
-
     PDFInput();
     ~PDFInput() override;
 
@@ -51,8 +82,16 @@ public:
     PDInputObj* NewObj(std::unique_ptr<PDValue> value);
     int32_t NewObjectCount() const { return static_cast<int32_t>(m_newObjs.size()); }
     // Deletes every cached object (and, unless keepNew, every new object); forgets the current
-    // page.
+    // page and the page cursor.
     void ReleaseAll(bool keepNew = false);
+    // Deletes every cached page and page-tree node.
+    void ReleasePageObjs();
+    // Releases the object in slot and empties the slot. The current page and new objects stay;
+    // with releaseReferenced, cached objects it references are released too (not through
+    // /Parent or /Dest). True when the object was deleted.
+    bool ReleaseObj(PDInputObj*& slot, bool releaseReferenced);
+    // Releases every object and the flags; the file stays open.
+    virtual void Close();
 
     // Follows a reference (and a chain of them, briefly) to the cached object's value. A value that
     // is not a reference comes back as it is. Null for null, and when the target is unreadable.
@@ -69,12 +108,96 @@ public:
     PDInputObj* CurrentPage() const noexcept { return m_currentPage; }
     void SetCurrentPage(PDInputObj* page) noexcept { m_currentPage = page; }
 
+    // ------------------------------------------------------------ transfer (pdtransfer.cpp)
+    // Copies pages firstPage..lastPage (from 1, inclusive) with everything they reference into
+    // output. Shared objects are written once per output; held objects once per transfer. False
+    // when the page tree cannot be walked (error 1006 or 1008).
+    bool Transfer(PDOutputDoc& output, int firstPage, int lastPage);
+    // Asked for each page just before it is written; false leaves the page out.
+    virtual bool AcceptPage(PDInputObj& page);
+    // Binds output without copying pages: a new output gets fresh copied flags and a new map.
+    void BindOutput(PDOutputDoc& output);
+    // The output bound last (not owned); null before.
+    PDOutputDoc* Output() const noexcept { return m_output; }
+    // The renumbering map this input uses in Output().
+    int MapIndex() const noexcept { return m_mapIndex; }
+    // Pulls object n, and what it references, into the bound output unless it is there already.
+    // False when n cannot be read or no output is bound.
+    bool CopyObject(int32_t n);
+    // Pages transferred into the bound output, and the 0-based output page index of the p-th of
+    // them (p from 0; -1 when out of range).
+    int TransferredPageCount() const noexcept { return m_outputPages.Count(); }
+    int OutputPageIndex(int p) const noexcept;
+
+    // Held objects are written at the end of every transfer, each time under a new number.
+    void MarkHeld(int32_t n);
+    bool IsHeld(int32_t n) const noexcept;
+    bool NeedsCopy(int32_t n) const;
+    void MarkCopied(int32_t n, bool copied);
+    // A page transferred before gets a new output number next time.
+    void ForgetCopy(int32_t n);
+
+    // ------------------------------------------------------------ pages (pdpage.cpp)
+    // Page by 0-based index; owned by the cache; null (error 1006, 1008 or 1010) when absent.
+    PDInputObj* PageByIndex(int index);
+    int32_t PageNumberByIndex(int index);
+    // The page after page in the tree; null at the end.
+    PDInputObj* NextPage(PDInputObj& page);
+    // The node above node: its parent link, else its /Parent. Null when none.
+    PDInputObj* ParentOf(PDInputObj& node);
+    // /Count of node (an indirect count is copied in place). False when it is not a number.
+    bool CountOf(PDInputObj& node, int32_t& count);
+    // key in dict, else in the nearest ancestor (through /Parent) that has it. Null when none.
+    PDValue* LookupInherited(PDValue* dict, const char* key);
+    // The page's effective /Resources dictionary; sets the page's resources owner. Null when none.
+    PDValue* PageResources(PDInputObj& page);
+    // Adds name (a reference to n, or for n 0 a name in an array) under category of the page's
+    // resources, marking what changes as held so that it is written again.
+    void AddResource(PDInputObj& page, const char* category, const char* name, int32_t n);
+    void AddResource(PDInputObj& page, int categorySlot, const char* name, int32_t n);
+    // The catalog's /AcroForm dictionary; null when none.
+    PDValue* FormDictionary();
+    // Removes /Rights from the catalog's /ViewerPreferences; true when there was one.
+    bool RemoveRights();
+    // Lowers the counts from node upwards by delta, removing child from node's /Kids and emptied
+    // nodes from their parents. Returns the count left.
+    int32_t RemoveFromPageTree(PDInputObj* node, int32_t child, int32_t delta);
+    // The page walk of a transfer from node, whose first page has the 1-based index firstIndex.
+    bool CopyPages(PDInputObj& node, int firstIndex);
+
 protected:
     void OnObjectsInvalidated() override { ReleaseAll(true); }
 
 private:
+    bool HasCopiedFlags() const noexcept { return !m_copied.empty(); }
+    void ResizeFlags();
+    void CopyHeld();
+    bool CopyPageNode(PDInputObj& node, int64_t& index, int depth,
+                      std::unordered_set<int32_t>& seen);
+    bool CopyPage(PDInputObj& page);
+    void MakeInheritedExplicit(PDInputObj& page);
+    void MarkChanged(int32_t n);
+    PDInputObj* DescendToPage(PDInputObj* node);
+    void CollectReleased(PDInputObj& obj, std::vector<int32_t>& out);
+
     std::vector<std::unique_ptr<PDInputObj>> m_cache; // indexed by object number; 0 unused
     int32_t m_highest = 0;
     std::vector<std::unique_ptr<PDInputObj>> m_newObjs;
     PDInputObj* m_currentPage = nullptr;
+
+    // Transfer state.
+    PDOutputDoc* m_output = nullptr;
+    uint8_t m_outputId[16] = {}; // tells a new output from one at the same address
+    int m_mapIndex = 0;
+    std::vector<uint8_t> m_held;   // per object number; empty until first needed
+    std::vector<uint8_t> m_copied; // per object number; empty until an output is bound
+    PDArr<int32_t> m_transferred{100};
+    std::unordered_set<int32_t> m_transferredSet;
+    PDArr<int> m_outputPages{100};
+    int m_firstPage = 1;
+    int m_lastPage = 0;
+
+    // Page cursor: the last page found by index.
+    int32_t m_cursorPage = 0;
+    int m_cursorIndex = -1;
 };

@@ -1,0 +1,34 @@
+#include "structure/pdoutput.h"
+
+#include "pdf/pddiag.h"
+
+PDOutputDoc::PDOutputDoc() = default;
+
+PDOutputDoc::~PDOutputDoc() = default;
+
+PDOutlineRoot& PDOutputDoc::CreateOutlines() {
+    if (m_outlines != nullptr) {
+        PDReport("CreateOutlines called more than once\n");
+        return *m_outlines;
+    }
+    m_outlines = std::make_unique<PDOutlineRoot>(*this);
+    return *m_outlines;
+}
+
+void PDOutputDoc::AddPendingAnnotation(std::unique_ptr<PDAnnotation> annotation) {
+    if (annotation != nullptr)
+        m_annots.push_back(std::move(annotation));
+}
+
+bool PDOutputDoc::WriteCatalogEntries() {
+    bool ok = true;
+    for (auto& annotation : m_annots)
+        ok = annotation->Write(*this) && ok;
+    m_annots.clear();
+    ok = m_fonts.Write(*this) && ok;
+    ok = m_fields.Write(*this) && ok;
+    ok = m_names.Write(*this) && ok;
+    if (m_outlines != nullptr)
+        ok = m_outlines->Write() && ok;
+    return ok;
+}

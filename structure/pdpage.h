@@ -1,0 +1,33 @@
+// Page-level helpers that stand beside PDFInput's page operations (declared with PDFInput):
+// the annotation cursor and the tests for what a page-tree entry is.
+#pragma once
+
+#include "pdf/pdfile.h"
+#include "pdf/pdvalue.h"
+
+#include <memory>
+
+class PDInputObj;
+
+// True for a /Pages node; a kid without /Type counts as a node when it has /Kids.
+bool PDIsPageNode(const PDIndirectObj& obj) noexcept;
+// True for a page; a kid without /Type counts as a page when it has no /Kids.
+bool PDIsPage(const PDIndirectObj& obj) noexcept;
+
+// Goes through the elements of a page's /Annots, from the first. An indirect array is read
+// through the input's cache, or privately for other documents; the cursor owns what it read.
+class PDAnnotCursor {
+public:
+    PDAnnotCursor(PDFile& doc, const PDValue& page);
+    ~PDAnnotCursor();
+    PDAnnotCursor(const PDAnnotCursor&) = delete;
+    PDAnnotCursor& operator=(const PDAnnotCursor&) = delete;
+
+    // The next element as written (usually a reference); null at the end. Owned by the page's
+    // document or by the cursor.
+    PDValue* Next() noexcept;
+
+private:
+    std::unique_ptr<PDValue> m_owned;
+    PDValue* m_next = nullptr;
+};

@@ -1,0 +1,247 @@
+// Named destinations: the output's /Dests tree, input name trees, the merged /Names dictionary.
+#include "structure/pdnames.h"
+
+#include "pdf/pdlimits.h"
+#include "tests/structure/written_output.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <vector>
+
+using teststructure::Reread;
+using Objects = std::vector<std::pair<int, std::string>>;
+
+namespace {
+
+std::string ThreePages(const std::string& catalogExtra, Objects objects) {
+    return testout::WithPages(3, std::move(objects), catalogExtra);
+}
+
+// The (name, value) pairs of a name-tree node.
+std::vector<std::pair<std::string, const PDValue*>> Pairs(Reread& file, const PDValue* node) {
+    std::vector<std::pair<std::string, const PDValue*>> pairs;
+    const PDValue* names = file.At(node, {"/Names"});
+    for (const PDValue* k = names ? names->First() : nullptr; k && k->Next(); k = k->Next()->Next())
+        pairs.emplace_back(testout::Bytes(k), k->Next());
+    return pairs;
+}
+
+// The leaves of the written /Dests tree (the root itself when it has no /Kids).
+std::vector<const PDValue*> Leaves(Reread& file) {
+    const PDValue* root = file.At(file.in.Catalog(), {"/Names", "/Dests"});
+    const PDValue* kids = file.At(root, {"/Kids"});
+    std::vector<const PDValue*> leaves{file.in.Resolve(root)};
+    for (const PDValue* kid = kids ? kids->First() : nullptr; kid; kid = kid->Next())
+        leaves.push_back(file.in.Resolve(kid));
+    if (kids != nullptr)
+        leaves.erase(leaves.begin());
+    return leaves;
+}
+
+// name -> output page index of each written destination.
+std::map<std::string, int> Dests(Reread& file) {
+    std::map<std::string, int> pages;
+    for (const PDValue* leaf : Leaves(file)) {
+        for (const auto& [name, dest] : Pairs(file, leaf))
+            pages[name] = testout::PageOf(file, file.At(dest, {"/D"}));
+    }
+    return pages;
+}
+
+TEST(Names, TreeShape) {
+    std::vector<int> thousand(28, 35);
+    thousand.back() = 55;
+    struct Case {
+        int n;
+        bool kids;
+        std::vector<int> leaves;
+    } cases[] = {{1, false, {1}}, {40, false, {40}}, {41, true, {20, 21}}, {1000, true, thousand}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.n);
+        PDOutputDoc out;
+        out.BeginWriteMemory();
+        testout::AddPages(out, 1);
+        for (int i = c.n - 1; i >= 0; --i) // reversed: the writer sorts
+            ASSERT_TRUE(out.Names().AddDest(("d" + std::to_string(1000 + i)).c_str(), 0, 0, 0, 0));
+        Reread file(teststructure::Finish(out));
+        const PDValue* root = file.At(file.in.Catalog(), {"/Names", "/Dests"});
+        EXPECT_EQ(file.At(root, {"/Kids"}) != nullptr, c.kids);
+        EXPECT_EQ(file.At(root, {"/Limits"}) == nullptr, c.kids);
+        std::vector<int> sizes;
+        std::vector<std::string> all;
+        for (const PDValue* leaf : Leaves(file)) {
+            size_t before = all.size();
+            for (const auto& pair : Pairs(file, leaf))
+                all.push_back(pair.first);
+            ASSERT_GT(all.size(), before);
+            sizes.push_back(static_cast<int>(all.size() - before));
+            EXPECT_EQ(testout::Bytes(file.At(leaf, {"/Limits", "0"})), all[before]);
+            EXPECT_EQ(testout::Bytes(file.At(leaf, {"/Limits", "1"})), all.back());
+        }
+        EXPECT_EQ(sizes, c.leaves);
+        EXPECT_TRUE(std::is_sorted(all.begin(), all.end()));
+    }
+}
+
+// Position and zoom as given; the first definition wins; -1 is the last page written so far.
+TEST(Names, DestinationObjects) {
+    struct Case {
+        const char* name;
+        int left, top;
+        float zoom;
+        const char* dest;
+    } cases[] = {
+        {"a", 0, 0, 0.0f, "/XYZ null null null ] >>"},
+        {"b", 0, 500, 2.0f, "/XYZ null null 2 ] >>"},
+        {"c", 100, 0, 1.0f, "/XYZ null null 1 ] >>"},
+        {"d", 100, 500, 1.5f, "/XYZ 100 500 1.5 ] >>"},
+        {"e", -20, 700, -1.0f, "/XYZ -20 700 null ] >>"},
+    };
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    out.Names().BindOutput(&out);
+    EXPECT_FALSE(out.Names().AddDest("early", -1, 0, 0, 0));
+    testout::AddPages(out, 2);
+    for (const auto& c : cases)
+        EXPECT_TRUE(out.Names().AddDest(c.name, 0, c.left, c.top, c.zoom));
+    EXPECT_FALSE(out.Names().AddDest("a", 1, 0, 0, 0));
+    EXPECT_TRUE(out.Names().AddDest("last", -1, 0, 0, 0));
+    testout::AddPages(out, 2);
+    std::string bytes = teststructure::Finish(out);
+    for (const auto& c : cases)
+        EXPECT_NE(bytes.find(c.dest), std::string::npos) << c.dest;
+    EXPECT_NE(bytes.find("<</D [ "), std::string::npos);
+    Reread file(bytes);
+    EXPECT_EQ(Dests(file), (std::map<std::string, int>{
+                               {"a", 0}, {"b", 0}, {"c", 0}, {"d", 0}, {"e", 0}, {"last", 1}}));
+}
+
+// Limits exclude names, trees that lead back to themselves end, absurd nesting is cut off.
+TEST(Names, Lookup) {
+    Objects objects{{20, "<< /Kids [21 0 R 22 0 R 23 0 R] >>"},
+                    {21, "<< /Limits [(a) (c)] /Names [(a) 1 (c) 3] >>"},
+                    {22, "<< /Limits [(d) (f)] /Names [(b) 99 (d) 4 (f) 6] >>"},
+                    {23, "<< /Kids [20 0 R 23 0 R 24 0 R] >>"},
+                    {24, "<< /Names [(x) 7] >>"}};
+    const int deep = pdlimits::kMaxTreeDepth * 3;
+    for (int i = 0; i < deep; ++i)
+        objects.emplace_back(100 + i, "<< /Kids [" + std::to_string(101 + i) + " 0 R] >>");
+    objects.emplace_back(100 + deep, "<< /Names [(y) 8] >>");
+    PDFInput in;
+    teststructure::Open(in, ThreePages("", objects));
+    struct Case {
+        int32_t node;
+        const char* name;
+        int value; // 0: not found
+    } cases[] = {{20, "a", 1}, {20, "c", 3}, {20, "d", 4}, {20, "f", 6},
+                 {20, "b", 0}, {20, "g", 0}, {20, "x", 7}, {100, "y", 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::unique_ptr<PDValue> found = PDNameStore::Lookup(in, c.name, c.node);
+        EXPECT_EQ(found ? found->GetInt() : 0, c.value);
+    }
+}
+
+// Only the page is kept; pages not transferred and non-pages drop the name; old-style /Dests
+// names come after the tree's.
+TEST(Names, ImportKeepsTransferredPages) {
+    std::string pdf = ThreePages(
+        "/Names << /Dests 20 0 R >> /Dests 30 0 R",
+        {{20, "<< /Kids [21 0 R 22 0 R] >>"},
+         {21, "<< /Kids [20 0 R 21 0 R] /Names [(a) [3 0 R /Fit] (b) 23 0 R] >>"},
+         {22, "<< /Names [(c) << /D [5 0 R /XYZ 1 2 3] >> (d) [9 0 R /Fit] (e) [4 0 R /FitH 5]] "
+              ">>"},
+         {23, "[4 0 R /FitH 5]"},
+         {30, "<< /old [3 0 R /Fit] /a [4 0 R /Fit] /far#20away << /D [4 0 R /Fit] >> >>"}});
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    PDFInput in;
+    teststructure::Open(in, pdf);
+    in.BindOutput(out);
+    ASSERT_TRUE(in.Transfer(out, 1, 2));
+    out.Names().ImportDests(in, out, 20);
+    out.Names().ImportCatalogDests(in, out, *in.ResolveKey(in.Catalog(), "/Dests"));
+    std::string bytes = teststructure::Finish(out);
+    Reread file(bytes);
+    EXPECT_EQ(Dests(file), (std::map<std::string, int>{
+                               {"a", 0}, {"b", 1}, {"e", 1}, {"old", 0}, {"far away", 1}}));
+    EXPECT_EQ(bytes.find("/FitH"), std::string::npos);
+}
+
+// JavaScript trees of several inputs become one sorted list; an input's /Dests stays behind.
+TEST(Names, JavaScriptListsMerged) {
+    const char* script = "<< /S /JavaScript /JS (app.alert\\(1\\)) >>";
+    std::string first = ThreePages("/Names << /JavaScript 20 0 R /Dests 30 0 R >>",
+                                   {{20, "<< /Names [(b) 21 0 R (d) 21 0 R] >>"},
+                                    {21, script},
+                                    {30, "<< /Names [(x) [3 0 R /Fit]] >>"}});
+    std::string second = ThreePages("/Names << /JavaScript << /Kids [20 0 R] >> >>",
+                                    {{20, "<< /Names [(c) 21 0 R (a) 21 0 R] >>"}, {21, script}});
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    PDFInput inputs[2];
+    for (int i = 0; i < 2; ++i) {
+        teststructure::Open(inputs[i], i == 0 ? first : second);
+        inputs[i].BindOutput(out);
+        ASSERT_TRUE(inputs[i].Transfer(out, 1, 3));
+        out.Names().ImportNames(inputs[i], out,
+                                *inputs[i].ResolveKey(inputs[i].Catalog(), "/Names"));
+    }
+    Reread file(teststructure::Finish(out));
+    const PDValue* names = file.At(file.in.Catalog(), {"/Names"});
+    ASSERT_NE(names, nullptr);
+    EXPECT_EQ(names->Get("/Dests"), nullptr);
+    std::vector<std::string> order;
+    for (const auto& [name, action] : Pairs(file, file.At(names, {"/JavaScript"}))) {
+        order.push_back(name);
+        EXPECT_EQ(testout::Bytes(file.At(action, {"/JS"})), "app.alert(1)");
+    }
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "d"}));
+}
+
+// /AcroForm, written only with fields: stored fields, /DR fonts and encoding, /DA, /CO, and the
+// entries carried over.
+TEST(Names, AcroForm) {
+    for (bool withField : {false, true}) {
+        SCOPED_TRACE(withField);
+        std::string pdf = teststructure::Document(
+            {{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
+             {3, std::string("<< /Type /Page /Parent 2 0 R ") +
+                     (withField ? "/Annots [6 0 R]" : "") + " >>"},
+             {6, "<< /Type /Annot /Subtype /Widget /FT /Tx /T (name) /Rect [0 0 9 9] >>"}});
+        PDOutputDoc out;
+        out.BeginWriteMemory();
+        PDFInput in;
+        teststructure::Open(in, pdf);
+        in.BindOutput(out);
+        ASSERT_TRUE(in.Transfer(out, 1, 1));
+        int32_t font = out.NewObjectNumber();
+        int32_t encoding = out.NewObjectNumber();
+        out.WriteObject(font, *testpdf::ParseText("<< /Type /Font >>"), 0);
+        out.WriteObject(encoding, *testpdf::ParseText("<< /Type /Encoding >>"), 0);
+        out.Fonts().RegisterResource("/Helv", font);
+        out.Fonts().SetEncodingNumber(encoding);
+        for (int32_t field : out.Fields().TopLevelNumbers())
+            out.Fields().CalculationOrder().Append(field);
+        out.Fields().FormEntries().Dict()->Set("/NeedAppearances",
+                                               std::make_unique<PDValue>("true"));
+        Reread file(teststructure::Finish(out));
+        const PDValue* form = file.At(file.in.Catalog(), {"/AcroForm"});
+        EXPECT_EQ(form != nullptr, withField);
+        auto text = [&](std::initializer_list<const char*> path) {
+            const PDValue* v = file.At(form, path);
+            return v != nullptr ? v->Text().ToString() : std::string("-");
+        };
+        if (withField) {
+            EXPECT_EQ(text({"/Fields", "0", "/T"}), "(name)");
+            EXPECT_EQ(text({"/CO", "0", "/T"}), "(name)");
+            EXPECT_EQ(text({"/DR", "/Font", "/Helv", "/Type"}), "/Font");
+            EXPECT_EQ(text({"/DR", "/Encoding", "/Type"}), "/Encoding");
+            EXPECT_EQ(text({"/DA"}), "(/Helv 0 Tf 0 g)");
+            EXPECT_EQ(text({"/NeedAppearances"}), "true");
+        }
+    }
+}
+
+} // namespace

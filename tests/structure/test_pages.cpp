@@ -1,0 +1,222 @@
+// Page objects: finding pages, inherited attributes, resources, /Annots and /Contents entries,
+// and removing pages from the tree.
+#include "pdf/pdkeys.h"
+#include "structure/pdpage.h"
+#include "tests/structure/structure_fixture.h"
+#include "tests/support/diag_capture.h"
+
+using teststructure::Document;
+using teststructure::Finish;
+using teststructure::Reread;
+
+namespace {
+
+// Root 2 > node 3 > pages 4, 5; root 2 > page 6.
+const std::vector<std::pair<int, std::string>> kTree = {
+    {2, "<< /Type /Pages /Kids [3 0 R 6 0 R] /Count 3 /MediaBox [0 0 100 100] /Rotate 90 "
+        "/Resources 9 0 R >>"},
+    {3, "<< /Type /Pages /Parent 2 0 R /Kids [4 0 R 5 0 R] /Count 2 /Rotate 180 >>"},
+    {4, "<< /Type /Page /Parent 3 0 R /Contents 7 0 R >>"},
+    {5, "<< /Type /Page /Parent 3 0 R /MediaBox [0 0 50 50] /Rotate 0 >>"},
+    {6, "<< /Type /Page /Parent 2 0 R >>"},
+    {7, "[8 0 R]"},
+    {8, "stream:q Q"},
+    {9, "<< /ProcSet [/PDF] >>"},
+};
+
+TEST(Pages, InheritedAttributesBecomeExplicit) {
+    PDFInput in;
+    teststructure::Open(in, Document(kTree));
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    ASSERT_TRUE(in.Transfer(out, 1, 3));
+    Reread back(Finish(out));
+    ASSERT_EQ(back.pages.size(), 3u);
+    struct Case {
+        int page;
+        int width;
+        int rotate;
+    } cases[] = {{0, 100, 180}, {1, 50, 0}, {2, 100, 90}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.page);
+        const PDValue* page = back.Page(static_cast<size_t>(c.page));
+        EXPECT_EQ(back.At(page, {"/MediaBox", "2"})->Number(), c.width);
+        EXPECT_EQ(page->Get("/Rotate")->Number(), c.rotate);
+        EXPECT_EQ(back.At(page, {"/Resources", "/ProcSet", "0"})->Text(), "/PDF");
+        EXPECT_EQ(page->Get("/Count"), nullptr);
+    }
+    EXPECT_EQ(back.Page(0)->Get("/Contents")->Kind(), kPDArray);
+}
+
+TEST(Pages, LookupInheritedTakesTheNearest) {
+    PDFInput in;
+    teststructure::Open(in, Document(kTree));
+    EXPECT_EQ(in.LookupInherited(in.GetObj(4)->Value(), "/Rotate")->Number(), 180);
+    EXPECT_EQ(in.LookupInherited(in.GetObj(5)->Value(), "/Rotate")->Number(), 0);
+    EXPECT_EQ(in.LookupInherited(in.GetObj(6)->Value(), "/Rotate")->Number(), 90);
+    EXPECT_EQ(in.LookupInherited(in.GetObj(4)->Value(), "/CropBox"), nullptr);
+}
+
+TEST(Pages, ByIndexStepsToTheNextPage) {
+    PDFInput in;
+    teststructure::Open(in, Document(kTree));
+    EXPECT_EQ(in.PageNumberByIndex(0), 4);
+    // With the root's count broken, only the step from the page before can still succeed.
+    in.GetObj(2)->Value()->Dict()->SaveAttrVal(pdkey::Count, PDValue::MakeInteger(0));
+    EXPECT_EQ(in.PageNumberByIndex(1), 5);
+    EXPECT_EQ(in.PageNumberByIndex(2), 6);
+    EXPECT_EQ(in.PageNumberByIndex(2), 6);
+    EXPECT_EQ(in.PageNumberByIndex(0), 0);
+    in.GetObj(2)->Value()->Dict()->RemoveSlot(pdkey::Count);
+    EXPECT_EQ(in.PageNumberByIndex(0), 0);
+    EXPECT_EQ(in.ErrorCode(), 1010);
+}
+
+// Pages 3 and 4 share resources object 5; the hook adds to it for each page.
+class AddingInput : public PDFInput {
+public:
+    bool AcceptPage(PDInputObj& page) override {
+        AddResource(page, "/Font", "/Helv", 6);
+        AddResource(page, pdkey::ProcSet, "/Text", 0);
+        return true;
+    }
+};
+
+TEST(Pages, AddResourceOnSharedResourcesIsWrittenOnce) {
+    AddingInput in;
+    teststructure::Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 >>"},
+                                      {3, "<< /Type /Page /Parent 2 0 R /Resources 5 0 R >>"},
+                                      {4, "<< /Type /Page /Parent 2 0 R /Resources 5 0 R >>"},
+                                      {5, "<< /Font 7 0 R /ProcSet [/PDF] >>"},
+                                      {6, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"},
+                                      {7, "<< /F1 6 0 R >>"}}));
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    DiagCapture diag;
+    ASSERT_TRUE(in.Transfer(out, 1, 2));
+    Reread back(Finish(out));
+    ASSERT_EQ(back.pages.size(), 2u);
+    EXPECT_EQ(back.At(back.Page(0), {"/Resources"})->Number(),
+              back.At(back.Page(1), {"/Resources"})->Number());
+    EXPECT_EQ(back.At(back.Page(1), {"/Resources", "/Font", "/Helv", "/BaseFont"})->Text(),
+              "/Helvetica");
+    EXPECT_EQ(back.At(back.Page(1), {"/Resources", "/ProcSet"})->ElementCount(), 2);
+    EXPECT_EQ(diag.Text(), "");
+}
+
+TEST(Pages, AddResourceRefusals) {
+    struct Case {
+        const char* category;
+        const char* name;
+        int32_t n;
+        const char* diag;
+    } cases[] = {
+        {"/Font", "/F1", 12, ""},
+        {"/Font", "/F1", 13, ""}, // already there: the first stays
+        {"/Font", "/F2", 0, "dictionary expected for /Resources\n"},
+        {"/ProcSet", "/PDF", 0, ""},
+        {"/ProcSet", "/Text", 5, "AddResource: null id expected for array type resource entry\n"},
+        {"/Pattern", "/P0", 5, "AddResource: resource entry must be dictionary or array\n"},
+        {"/Shading", "/Sh0", 5, ""},
+    };
+    PDFInput in;
+    teststructure::Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
+                                      {3, "<< /Type /Page /Parent 2 0 R /Resources << /Font << "
+                                          ">> /ProcSet [/PDF] /Pattern 4 >> >>"}}));
+    PDInputObj& page = *in.GetObj(3);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DiagCapture diag;
+        in.AddResource(page, c.category, c.name, c.n);
+        EXPECT_EQ(diag.Text(), c.diag);
+    }
+    const PDValue* resources = page.Value()->Get("/Resources");
+    EXPECT_EQ(resources->Get("/Font")->Get("/F1")->Number(), 12);
+    EXPECT_EQ(resources->Get("/ProcSet")->ElementCount(), 1);
+    EXPECT_EQ(resources->Get("/Shading")->Get("/Sh0")->Number(), 5);
+
+    PDFInput bare;
+    teststructure::Open(bare, Document({{2, "<< /Type /Page >>"}}));
+    DiagCapture diag;
+    bare.AddResource(*bare.GetObj(2), "/Font", "/F1", 3);
+    EXPECT_EQ(diag.Text(), "no /Resources and no /Parent");
+}
+
+TEST(Pages, AddEntryShapes) {
+    struct Case {
+        const char* entry; // /Contents of the page
+        bool atEnd;
+        const char* expected; // numbers of the page's /Contents afterwards; "" when unchanged
+        const char* diag;
+    } cases[] = {
+        {"", true, "[50]", ""},
+        {"/Contents 4 0 R", true, "[4 50]", ""},
+        {"/Contents 4 0 R", false, "[50 4]", ""},
+        {"/Contents [4 0 R]", false, "[50 4]", ""},
+        {"/Contents 5 0 R", false, "", ""}, // object 5's array takes it, see below
+        {"/Contents 9 0 R", true, "", "internal error in AddRef\n"},
+        {"/Contents 7", true, "", "Unexpected type encountered during AddEntry\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.entry);
+        PDFInput in;
+        teststructure::Open(in, Document({{2, std::string("<< /Type /Page ") + c.entry + " >>"},
+                                          {4, "stream:q Q"},
+                                          {5, "[4 0 R]"}}));
+        PDInputObj& page = *in.GetObj(2);
+        DiagCapture diag;
+        EXPECT_EQ(page.AddEntry(pdkey::Contents, 50, c.atEnd), std::string(c.diag).empty());
+        EXPECT_EQ(diag.Text(), c.diag);
+        if (c.expected[0] == '\0')
+            continue;
+        auto expected = testpdf::ParseText(c.expected);
+        const PDValue* entry = page.Value()->Get("/Contents");
+        ASSERT_EQ(entry->ElementCount(), expected->ElementCount());
+        for (int i = 0; i < expected->ElementCount(); ++i)
+            EXPECT_EQ(entry->Element(i)->Number(), expected->Element(i)->Number());
+    }
+    PDFInput in;
+    teststructure::Open(in, Document({{2, "<< /Type /Page /Contents 5 0 R >>"}, {5, "[4 0 R]"}}));
+    in.GetObj(2)->AddEntry(pdkey::Contents, 50, false);
+    EXPECT_EQ(in.GetObj(5)->Value()->Element(0)->Number(), 50);
+}
+
+TEST(Pages, RemoveFromPageTree) {
+    PDFInput in;
+    teststructure::Open(in, Document(kTree));
+    DiagCapture diag;
+    // Both pages of node 3 go: the emptied node leaves the root.
+    EXPECT_EQ(in.RemoveFromPageTree(in.GetObj(3), 4, 1), 2);
+    EXPECT_EQ(in.RemoveFromPageTree(in.GetObj(3), 5, 1), 1);
+    const PDValue* rootKids = in.GetObj(2)->Value()->Get("/Kids");
+    ASSERT_EQ(rootKids->ElementCount(), 1);
+    EXPECT_EQ(rootKids->Element(0)->Number(), 6);
+    EXPECT_EQ(diag.Text(), "");
+    EXPECT_EQ(in.RemoveFromPageTree(in.GetObj(2), 6, 1), 0);
+    EXPECT_EQ(diag.Text(), "top /Pages to be removed\n");
+    EXPECT_NE(in.GetObj(2), nullptr);
+}
+
+TEST(Pages, AnnotationCursorAndRights) {
+    PDFInput in;
+    teststructure::Open(in, Document({{2, "<< /Type /Page /Annots 3 0 R >>"},
+                                      {3, "[4 0 R 5 0 R]"},
+                                      {6, "<< /Rights << >> /HideToolbar true >>"}},
+                                     "/ViewerPreferences 6 0 R"));
+    PDAnnotCursor cursor(in, *in.GetObj(2)->Value());
+    EXPECT_EQ(cursor.Next()->Number(), 4);
+    EXPECT_EQ(cursor.Next()->Number(), 5);
+    EXPECT_EQ(cursor.Next(), nullptr);
+
+    DiagCapture diag;
+    auto page = testpdf::ParseText("<< /Annots 7 >>");
+    PDAnnotCursor wrong(in, *page);
+    EXPECT_EQ(wrong.Next(), nullptr);
+    EXPECT_EQ(diag.Text(), "Array expected for annotations\n");
+
+    EXPECT_TRUE(in.RemoveRights());
+    EXPECT_FALSE(in.RemoveRights());
+    EXPECT_NE(in.GetObj(6)->Value()->Get("/HideToolbar"), nullptr);
+}
+
+} // namespace

@@ -1,0 +1,197 @@
+// Transfers of pages into outputs: what is shared, what is copied again, what is dropped, and the
+// flags and releases behind it.
+#include "structure/pdrefcopier.h"
+#include "tests/structure/structure_fixture.h"
+#include "tests/support/diag_capture.h"
+
+using teststructure::Document;
+using teststructure::Finish;
+using teststructure::Reread;
+
+namespace {
+
+const std::vector<std::pair<int, std::string>> kOnePage = {
+    {2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
+    {3, "<< /Type /Page /Parent 2 0 R /Resources 4 0 R /Contents 5 0 R >>"},
+    {4, "<< /Font << /F1 6 0 R >> >>"},
+    {5, "stream:BT /F1 12 Tf ET"},
+    {6, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"},
+};
+
+// Holds each page's content stream, as a page hook that changes it would.
+class HoldingInput : public PDFInput {
+public:
+    bool AcceptPage(PDInputObj& page) override {
+        const PDValue* contents = page.Value()->Get("/Contents");
+        GetObj(contents->Number());
+        MarkHeld(contents->Number());
+        return true;
+    }
+};
+
+TEST(Transfer, RepeatedIntoOneOutputSharesAllButHeldObjects) {
+    HoldingInput in;
+    teststructure::Open(in, Document(kOnePage));
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    ASSERT_TRUE(in.Transfer(out, 1, 1));
+    ASSERT_TRUE(in.Transfer(out, 1, 1));
+    EXPECT_EQ(in.TransferredPageCount(), 2);
+    EXPECT_EQ(in.OutputPageIndex(1), 1);
+    Reread back(Finish(out));
+    ASSERT_TRUE(back.ok);
+    ASSERT_EQ(back.pages.size(), 2u);
+    EXPECT_NE(back.pages[0], back.pages[1]);
+    EXPECT_EQ(back.At(back.Page(0), {"/Resources"})->Number(),
+              back.At(back.Page(1), {"/Resources"})->Number());
+    EXPECT_NE(back.At(back.Page(0), {"/Contents"})->Number(),
+              back.At(back.Page(1), {"/Contents"})->Number());
+    EXPECT_EQ(back.At(back.Page(1), {"/Resources", "/Font", "/F1", "/BaseFont"})->Text(),
+              "/Helvetica");
+    EXPECT_EQ(out.ErrorCode(), 0);
+}
+
+TEST(Transfer, SecondOutputGetsItsOwnCopies) {
+    PDFInput in;
+    teststructure::Open(in, Document(kOnePage));
+    PDOutputDoc first;
+    first.BeginWriteMemory();
+    ASSERT_TRUE(in.Transfer(first, 1, 1));
+    Finish(first);
+    PDOutputDoc second;
+    second.BeginWriteMemory();
+    ASSERT_TRUE(in.Transfer(second, 1, 1));
+    Reread back(Finish(second));
+    ASSERT_TRUE(back.ok);
+    ASSERT_EQ(back.pages.size(), 1u);
+    EXPECT_EQ(back.At(back.Page(0), {"/Resources", "/Font", "/F1", "/BaseFont"})->Text(),
+              "/Helvetica");
+    EXPECT_NE(back.At(back.Page(0), {"/Contents"}), nullptr);
+}
+
+TEST(Transfer, PageRangeAndMissingTree) {
+    PDFInput in;
+    teststructure::Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>"},
+                                      {3, "<< /Type /Page /Parent 2 0 R /Rotate 1 >>"},
+                                      {4, "<< /Type /Page /Parent 2 0 R /Rotate 2 >>"},
+                                      {5, "<< /Type /Page /Parent 2 0 R /Rotate 3 >>"}}));
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    ASSERT_TRUE(in.Transfer(out, 2, 3));
+    Reread back(Finish(out));
+    ASSERT_EQ(back.pages.size(), 2u);
+    EXPECT_EQ(back.Page(0)->Get("/Rotate")->Number(), 2);
+
+    PDFInput broken;
+    teststructure::Open(broken, Document({{2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>"}}));
+    PDOutputDoc out2;
+    out2.BeginWriteMemory();
+    EXPECT_FALSE(broken.Transfer(out2, 1, 1));
+    EXPECT_EQ(broken.ErrorCode(), 1006);
+}
+
+// Each action names the next through /Next: far more links than any nesting limit allows.
+TEST(Transfer, LongNextChainIsCopiedWhole) {
+    constexpr int kLinks = 100000;
+    constexpr int kFirst = 10;
+    std::vector<std::pair<int, std::string>> objects = {
+        {2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
+        {3, "<< /Type /Page /Parent 2 0 R /Annots [4 0 R] >>"},
+        {4, "<< /Type /Annot /Subtype /Link /Rect [0 0 1 1] /A 10 0 R >>"},
+    };
+    for (int i = 0; i < kLinks; ++i) {
+        std::string next =
+            i + 1 < kLinks ? " /Next " + std::to_string(kFirst + i + 1) + " 0 R" : "";
+        objects.emplace_back(kFirst + i,
+                             "<< /S /JavaScript /JS (" + std::to_string(i) + ")" + next + " >>");
+    }
+    PDFInput in;
+    teststructure::Open(in, Document(objects));
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    ASSERT_TRUE(in.Transfer(out, 1, 1));
+    Reread back(Finish(out));
+    ASSERT_TRUE(back.ok);
+    const PDValue* action = back.At(back.Page(0), {"/Annots", "0", "/A"});
+    ASSERT_NE(action, nullptr);
+    int links = 0;
+    for (const PDValue* resolved = back.in.Resolve(action); resolved != nullptr && links <= kLinks;
+         resolved = back.in.Resolve(resolved->Get("/Next")))
+        ++links;
+    EXPECT_EQ(links, kLinks);
+}
+
+TEST(RefCopier, UnreadableTargetsDropTheirDictionaryEntry) {
+    for (bool caching : {true, false}) {
+        SCOPED_TRACE(caching);
+        std::vector<std::pair<int, std::string>> objects = kOnePage;
+        objects.emplace_back(8, "null"); // 7 is missing; 99 lies beyond every object
+        PDFInput in;
+        teststructure::Open(in, Document(objects));
+        PDOutputDoc out;
+        out.BeginWriteMemory();
+        in.BindOutput(out);
+        auto value = testpdf::ParseText("<< /A 7 0 R /B [7 0 R 6 0 R] /C 6 0 R /D 99 0 R "
+                                        "/E 10000005 0 R >>");
+        RefCopier copier(in, out, caching);
+        copier.Walk(*value, nullptr);
+        EXPECT_EQ(value->Get("/A"), nullptr);
+        EXPECT_EQ(value->Get("/B")->ElementCount(), 2);
+        EXPECT_NE(value->Get("/C"), nullptr);
+        EXPECT_NE(value->Get("/D"), nullptr);
+        EXPECT_NE(value->Get("/E"), nullptr);
+        EXPECT_FALSE(in.NeedsCopy(6));
+        EXPECT_EQ(in.PeekObj(6) != nullptr, caching);
+    }
+}
+
+TEST(Transfer, CopyFlags) {
+    PDFInput in;
+    teststructure::Open(in, Document(kOnePage)); // objects 0..6: the total is 7
+    EXPECT_TRUE(in.NeedsCopy(4));                // no flags yet
+    in.NewObj(PDValue::MakeInteger(1));          // number 7; total 8
+    PDOutputDoc out;
+    out.BeginWriteMemory();
+    in.BindOutput(out);
+    in.MarkCopied(4, true);
+    struct Case {
+        int32_t n;
+        bool needs;
+    } cases[] = {{0, false}, {4, false}, {5, true}, {7, true}, {8, true}, {9, false}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.n);
+        EXPECT_EQ(in.NeedsCopy(c.n), c.needs);
+    }
+    in.MarkCopied(4, false);
+    EXPECT_TRUE(in.NeedsCopy(4));
+}
+
+TEST(Transfer, ReleaseObjKeepsCurrentPageAndNewObjects) {
+    PDFInput in;
+    teststructure::Open(in, Document(kOnePage));
+    PDInputObj* page = in.GetObj(3);
+    in.GetObj(4);
+    in.GetObj(6);
+    in.SetCurrentPage(page);
+    PDInputObj* slot = page;
+    EXPECT_FALSE(in.ReleaseObj(slot, true));
+    EXPECT_EQ(slot, nullptr);
+    EXPECT_EQ(in.PeekObj(3), page);
+    EXPECT_EQ(in.PeekObj(4), nullptr); // reached through /Resources
+    EXPECT_EQ(in.PeekObj(6), nullptr);
+
+    PDInputObj* fresh = in.NewObj(PDValue::MakeInteger(1));
+    slot = fresh;
+    EXPECT_FALSE(in.ReleaseObj(slot, false));
+    EXPECT_EQ(in.GetObj(fresh->Number()), fresh);
+
+    DiagCapture diag;
+    PDInputObj stranger(&in, 5);
+    in.GetObj(5);
+    slot = &stranger;
+    EXPECT_FALSE(in.ReleaseObj(slot, false));
+    EXPECT_EQ(diag.Text(), "PDFInput::ReleaseObj - wrong object\n");
+    EXPECT_NE(in.PeekObj(5), nullptr);
+}
+
+} // namespace
