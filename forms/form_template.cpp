@@ -1,5 +1,6 @@
 #include "forms/form_template.h"
 
+#include "forms/form_document.h"
 #include "forms/form_fonts.h"
 #include "pdf/pdformat.h"
 #include "pdf/pdlimits.h"
@@ -34,7 +35,23 @@ std::string Utf8(const PDStr& s) {
 } // namespace
 
 PDFormTemplate::PDFormTemplate() = default;
-PDFormTemplate::~PDFormTemplate() = default;
+PDFormTemplate::~PDFormTemplate() {
+    if (m_document != nullptr)
+        m_document->DetachTemplate();
+}
+
+void PDFormTemplate::SetPendingValue(const PDStr& name, PDPendingValue value) {
+    m_pending[name.ToString()] = std::move(value);
+}
+
+const PDPendingValue* PDFormTemplate::PendingValue(const PDStr& name) const {
+    auto it = m_pending.find(name.ToString());
+    return it != m_pending.end() ? &it->second : nullptr;
+}
+
+bool PDFormTemplate::AcceptPage(PDInputObj& page) {
+    return m_document == nullptr || m_document->AcceptTemplatePage(page);
+}
 
 void PDFormTemplate::ForgetFields() {
     m_terminals.clear();

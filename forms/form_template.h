@@ -25,6 +25,16 @@ struct PDWidgetInfo {
     float fontSize = 0;
 };
 
+class PDFormDocument;
+
+// A value waiting to be applied when the pages are imported.
+struct PDPendingValue {
+    PDStr value;
+    int32_t option1 = -1;
+    int32_t option2 = -1;
+    int32_t option3 = 0;
+};
+
 class PDFormTemplate : public PDFInput {
 public:
     PDFormTemplate();
@@ -47,6 +57,19 @@ public:
     // Forgets what was learnt about the field tree (after the tree was changed or re-read).
     void ForgetFields();
 
+    // The pending value table, by fully-qualified name: the last value set for a name wins.
+    void SetPendingValue(const PDStr& name, PDPendingValue value);
+    const PDPendingValue* PendingValue(const PDStr& name) const;
+
+    // The document this template is attached to (not owned), and how many documents use it.
+    PDFormDocument* Document() const noexcept { return m_document; }
+    void SetDocument(PDFormDocument* document) noexcept { m_document = document; }
+    int UseCount() const noexcept { return m_useCount; }
+    void AddUse() noexcept { ++m_useCount; }
+
+    // Each page is offered to the attached document before it is written.
+    bool AcceptPage(PDInputObj& page) override;
+
 private:
     struct Terminal {
         int32_t objNum; // 0 for a field that is not an indirect object
@@ -61,6 +84,9 @@ private:
     PDValue* Deref(PDValue* v);
     template <class Convert> PDStr JoinName(const PDValue* field, Convert convert);
 
+    std::unordered_map<std::string, PDPendingValue> m_pending;
+    PDFormDocument* m_document = nullptr;
+    int m_useCount = 0;
     std::vector<Terminal> m_terminals;
     std::unordered_map<int32_t, bool> m_visited;
     std::unordered_map<int32_t, int> m_annotPage; // annotation object -> page from 1

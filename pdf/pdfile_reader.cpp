@@ -54,7 +54,6 @@ void SkipWhiteAndComments(const uint8_t*& p, const uint8_t* end) {
 
 } // namespace
 
-
 int32_t PDFile::ObjectCount() const {
     return m_objectCount;
 }

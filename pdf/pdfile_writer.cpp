@@ -236,8 +236,9 @@ bool PDFile::WriteValue(const PDValue* value, int map) {
                 ok = WriteToken("<<") && ok;
                 break;
             default:
-                ok = WriteToken(v->Text().IsEmpty() ? std::string_view("null") : v->Text().View()) &&
-                     ok;
+                ok =
+                    WriteToken(v->Text().IsEmpty() ? std::string_view("null") : v->Text().View()) &&
+                    ok;
                 break;
             }
             v = nullptr;
@@ -324,9 +325,8 @@ void PDFile::SelectObjectKey(int32_t m) {
     }
     m_out->keyObject = m;
     PDSecurity* security = m_out->security.get();
-    m_out->tokens.SetRawCrypt([security, m](uint8_t* data, int64_t length) {
-        security->CryptBytes(data, length, m, 0);
-    });
+    m_out->tokens.SetRawCrypt(
+        [security, m](uint8_t* data, int64_t length) { security->CryptBytes(data, length, m, 0); });
 }
 
 bool PDFile::WriteEndObj() {

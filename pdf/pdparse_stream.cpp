@@ -240,7 +240,9 @@ bool PDParser::ReadStream(PDValue& dict) {
         --measured;
     bool correct = false;
     int64_t kept = KeptLength(data, length, end, measured, correct);
-    if (correct)
+    // An indirect length is replaced by its value: the data now carry their own length, and a
+    // copy must not drag the length object along.
+    if (correct || m_lengthVal->Kind() == kPDReference)
         SetLengthValue(kept);
     data.resize(static_cast<size_t>(kept));
     dict.AdoptStreamData(std::move(data), kept);

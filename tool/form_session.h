@@ -58,7 +58,9 @@ public:
     virtual void CopyOutlines() = 0;
     virtual void CopyNamedDestinations() = 0;
     virtual void WriteCatalog() = 0;
-    virtual void CloseOutput() = 0;
+    // Writes the rest of the output and puts the file in place. False when the output could not
+    // be written; no partial file is left then.
+    virtual bool CloseOutput() = 0;
     // The bytes of an output created in memory, handed over to the caller (empty otherwise).
     virtual std::vector<uint8_t> TakeMemoryImage() = 0;
 };

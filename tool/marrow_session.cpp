@@ -1,6 +1,14 @@
 #include "tool/marrow_session.h"
 
+#include "pdf/pddiag.h"
+#include "streams/pdsecurity.h"
+#include "structure/pdoutln.h"
+
 #include <cstdio>
+#include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 bool PDMarrowSession::OpenTemplate(const char* name) {
     m_template = std::make_unique<PDFormTemplate>();
@@ -30,6 +38,7 @@ void PDMarrowSession::ListFields(FILE* out) {
 }
 
 void PDMarrowSession::CloseTemplate() {
+    m_document->DetachTemplate();
     m_template.reset();
 }
 
@@ -40,90 +49,133 @@ void PDMarrowSession::RemoveUsageRights() {
         prefs->Dict()->Remove("/Rights");
 }
 
+// Deliberate: an outline whose /Count is negative (closed) or missing still has items to carry.
 bool PDMarrowSession::TemplateHasOutline() {
-    PDValue* catalog = m_template ? m_template->Catalog() : nullptr;
-    PDValue* outlines = catalog ? m_template->ResolveKey(catalog, "/Outlines") : nullptr;
-    PDValue* count = outlines ? m_template->ResolveKey(outlines, "/Count") : nullptr;
-    return count != nullptr && count->GetInt() > 0;
+    return m_template && PDOutlineRoot::OpenCount(*m_template) != 0;
 }
 
-void PDMarrowSession::ResetLimits() {
-    m_largest = 12.0f;
-    m_smallest = 5.0f;
+namespace {
+
+// "dir/name.pdf" -> "dir/.name.pdf.<pid>.tmp": same directory, so the rename cannot cross file
+// systems.
+std::string TemporaryNameFor(const std::string& name) {
+    size_t slash = name.rfind('/');
+    size_t base = slash == std::string::npos ? 0 : slash + 1;
+    return name.substr(0, base) + "." + name.substr(base) + "." + std::to_string(::getpid()) +
+           ".tmp";
 }
 
-bool PDMarrowSession::CreateOutputFile(const char* /*name*/) {
-    ResetLimits();
-    // TODO(writer): the writer takes over the file. Until the library can write a filled form,
-    // no output is created at all, so that no script mistakes an empty file for a filled one.
-    std::fputs("writing output files is not available yet\n", stderr);
+} // namespace
+
+PDMarrowSession::PDMarrowSession() : m_document(std::make_unique<PDFormDocument>()) {}
+
+PDMarrowSession::~PDMarrowSession() {
+    DiscardTemporary();
+    m_document.reset(); // detaches the template first
+    m_template.reset();
+}
+
+void PDMarrowSession::DiscardTemporary() {
+    if (!m_temporaryName.empty())
+        ::unlink(m_temporaryName.c_str());
+    m_temporaryName.clear();
+}
+
+bool PDMarrowSession::CreateOutputFile(const char* name) {
+    m_outputName = name;
+    m_temporaryName = TemporaryNameFor(m_outputName);
+    if (m_document->CreateFile(m_temporaryName.c_str()))
+        return true;
+    m_temporaryName.clear();
     return false;
 }
 
 void PDMarrowSession::CreateOutputInMemory() {
-    ResetLimits(); // TODO(writer): the writer's memory buffer.
-    std::fputs("writing output files is not available yet\n", stderr);
+    m_document->CreateInMemory();
 }
 
-void PDMarrowSession::SetPermissions(const char* /*permissions*/) {
-    // TODO(writer): the output's security handler parses the permission letters.
+void PDMarrowSession::SetPermissions(const char* permissions) {
+    m_document->OutputSecurity().SetPermissions(permissions);
 }
 
-void PDMarrowSession::SetUserPassword(const char* /*password*/) {
-    // TODO(writer): the output's security handler.
+void PDMarrowSession::SetUserPassword(const char* password) {
+    m_document->OutputSecurity().SetUserPassword(password);
 }
 
-void PDMarrowSession::SetOwnerPassword(const char* /*password*/) {
-    // TODO(writer): the output's security handler.
+void PDMarrowSession::SetOwnerPassword(const char* password) {
+    m_document->OutputSecurity().SetOwnerPassword(password);
 }
 
 void PDMarrowSession::SetFontSizeLimits(float largest, float smallest) {
-    m_largest = largest;
-    m_smallest = smallest;
+    m_document->SetFontSizeLimits(largest, smallest);
 }
 
 bool PDMarrowSession::AttachTemplate() {
-    return true; // TODO(writer): the form document takes the template and raises its use count.
+    return m_template && m_document->AttachTemplate(*m_template);
 }
 
-bool PDMarrowSession::SetFieldValue(const char* /*name*/, const char* /*value*/) {
-    return true; // TODO(writer): recorded in the template's pending values.
+bool PDMarrowSession::SetFieldValue(const char* name, const char* value) {
+    return m_document->SetValue(PDStr(name), PDStr(value));
 }
 
 bool PDMarrowSession::DeleteField(const char* /*name*/) {
-    return true; // TODO(writer): the form document's field deletion.
+    return true; // TODO(forms): the form document's field deletion.
 }
 
 bool PDMarrowSession::AddTextField(const char* /*name*/, int /*pageIndex*/, float /*x*/,
                                    float /*y*/, float /*width*/, float /*height*/, int /*font*/,
                                    float /*size*/) {
-    return true; // TODO(writer): the form document's AddTextField.
+    return true; // TODO(forms): the form document's AddTextField.
 }
 
-void PDMarrowSession::SetFlatten(int /*mode*/) {
-    // TODO(writer): the form document's flatten setting.
+void PDMarrowSession::SetFlatten(int mode) {
+    m_document->SetFlatten(mode);
 }
 
 void PDMarrowSession::ImportPages() {
-    // TODO(writer): the page transfer; it alone catches PDAllocError (error 1009).
+    // The one place that survives running out of memory: the import ends, the output is
+    // written with what was copied, and the document remembers why.
+    try {
+        m_document->ImportPages();
+    } catch (const PDAllocError&) {
+        m_document->SetErrorCode(pderr::kNullArgument);
+    }
 }
 
 void PDMarrowSession::CopyOutlines() {
-    // TODO(writer): the outline copy.
+    m_document->CopyOutlines();
 }
 
 void PDMarrowSession::CopyNamedDestinations() {
-    // TODO(writer): /Names and /Dests of the template.
+    m_document->CopyNamedDestinations();
 }
 
 void PDMarrowSession::WriteCatalog() {
-    // TODO(writer): the output catalog from the template's.
+    m_document->WriteCatalog();
 }
 
-void PDMarrowSession::CloseOutput() {
-    // TODO(writer): the writer's close (info, xref, trailer).
+bool PDMarrowSession::CloseOutput() {
+    bool ok = m_document->Close();
+    if (m_temporaryName.empty())
+        return ok;
+    if (ok) {
+        // A file that existed keeps its permissions.
+        struct stat old {};
+        if (::stat(m_outputName.c_str(), &old) == 0)
+            ::chmod(m_temporaryName.c_str(), old.st_mode & 07777);
+        ok = ::rename(m_temporaryName.c_str(), m_outputName.c_str()) == 0;
+    }
+    if (ok)
+        m_temporaryName.clear();
+    else
+        DiscardTemporary();
+    return ok;
 }
 
 std::vector<uint8_t> PDMarrowSession::TakeMemoryImage() {
-    return {}; // TODO(writer): the writer's memory buffer.
+    int64_t length = 0;
+    std::unique_ptr<uint8_t[]> image = m_document->TakeImage(&length);
+    if (!image || length <= 0)
+        return {};
+    return std::vector<uint8_t>(image.get(), image.get() + length);
 }

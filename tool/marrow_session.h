@@ -1,13 +1,18 @@
 // The FormSession of the shipped tool, on top of the marrow library.
 #pragma once
 
+#include "forms/form_document.h"
 #include "forms/form_template.h"
 #include "tool/form_session.h"
 
 #include <memory>
+#include <string>
 
 class PDMarrowSession final : public FormSession {
 public:
+    PDMarrowSession();
+    ~PDMarrowSession() override;
+
     bool OpenTemplate(const char* name) override;
     bool TemplateIsEncrypted() override;
     PasswordResult SetTemplatePassword(const char* password) override;
@@ -22,8 +27,8 @@ public:
     void SetUserPassword(const char* password) override;
     void SetOwnerPassword(const char* password) override;
     void SetFontSizeLimits(float largest, float smallest) override;
-    float LargestFontSize() const override { return m_largest; }
-    float SmallestFontSize() const override { return m_smallest; }
+    float LargestFontSize() const override { return m_document->LargestFontSize(); }
+    float SmallestFontSize() const override { return m_document->SmallestFontSize(); }
     bool AttachTemplate() override;
     bool SetFieldValue(const char* name, const char* value) override;
     bool DeleteField(const char* name) override;
@@ -34,13 +39,17 @@ public:
     void CopyOutlines() override;
     void CopyNamedDestinations() override;
     void WriteCatalog() override;
-    void CloseOutput() override;
+    bool CloseOutput() override;
     std::vector<uint8_t> TakeMemoryImage() override;
 
 private:
-    void ResetLimits();
+    void DiscardTemporary();
 
+    // Built in this order and destroyed in the reverse one: the output, then the template.
+    std::unique_ptr<PDFormDocument> m_document;
     std::unique_ptr<PDFormTemplate> m_template;
-    float m_largest = 12.0f;
-    float m_smallest = 5.0f;
+    // The output is written under a temporary name beside the real one and renamed into place
+    // only when it is complete, so a failed run never leaves half a file or spoils an old one.
+    std::string m_outputName;
+    std::string m_temporaryName;
 };

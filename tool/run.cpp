@@ -81,7 +81,8 @@ void CarryOutAssignments(int argc, char** argv, const PDRunRequest& request, For
     }
 }
 
-void TransferDocument(FormSession& session) {
+// False when the output could not be written (nothing is left behind then).
+bool TransferDocument(FormSession& session) {
     session.RemoveUsageRights();
     session.ImportPages();
     if (session.TemplateHasOutline()) {
@@ -89,7 +90,7 @@ void TransferDocument(FormSession& session) {
     }
     session.CopyNamedDestinations();
     session.WriteCatalog();
-    session.CloseOutput();
+    return session.CloseOutput();
 }
 
 void WriteMemoryImage(FormSession& session, RunStreams& io) {
@@ -131,7 +132,10 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
     session.AttachTemplate();
     CarryOutAssignments(argc, argv, request, session, io);
     session.SetFlatten(request.flatten ? 0 : -1);
-    TransferDocument(session);
+    if (!TransferDocument(session)) {
+        std::fprintf(io.err, "File '%s' cannot be written\n", request.outputName.c_str());
+        return 1;
+    }
     if (WritesToStdout(request)) {
         WriteMemoryImage(session, io);
     }

@@ -29,12 +29,17 @@ protected:
 TEST_F(PDFileIOTest, WritesAreBufferedUpToTheBlockSize) {
     PDFileIO f;
     ASSERT_EQ(f.OpenWrite(m_path.c_str()), 0);
-    const std::string block(6000, 'b');
-    // Bytes written, then the size on disk and Tell(): 4096 bytes are held, a write that would
+    constexpr int64_t B = PDFileIO::kWriteBuffer;
+    const std::string block(static_cast<size_t>(B + 2000), 'b');
+    // Bytes written, then the size on disk and Tell(): a block is held, a write that would
     // overflow sends the buffer out first, and a full block goes straight through after it.
     const std::tuple<int64_t, int64_t, int64_t> steps[] = {
-        {4095, 0, 4095},    {1, 0, 4096},     {1, 4096, 4097},
-        {4096, 8193, 8193}, {10, 8193, 8203}, {5000, 13203, 13203},
+        {B - 1, 0, B - 1},
+        {1, 0, B},
+        {1, B, B + 1},
+        {B, 2 * B + 1, 2 * B + 1},
+        {10, 2 * B + 1, 2 * B + 11},
+        {B + 1000, 3 * B + 1011, 3 * B + 1011},
     };
     for (const auto& [n, onDisk, tell] : steps) {
         SCOPED_TRACE(tell);
@@ -43,7 +48,7 @@ TEST_F(PDFileIOTest, WritesAreBufferedUpToTheBlockSize) {
         EXPECT_EQ(f.Tell(), tell);
     }
     EXPECT_EQ(f.Close(), 0);
-    EXPECT_EQ(SizeOnDisk(), 13203);
+    EXPECT_EQ(SizeOnDisk(), 3 * B + 1011);
 }
 
 TEST_F(PDFileIOTest, ReadBackEndFlagAndPositionsBeyondFourGigabytes) {

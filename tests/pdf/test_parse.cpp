@@ -271,11 +271,11 @@ TEST(Stream, IndirectLength) {
     };
     // clang-format off
     const Case cases[] = {
-        {"resolved", Len("9 0 R", tail) + "9 0 obj 5 endobj\n", true, "abcde", "R9", ""},
+        {"resolved", Len("9 0 R", tail) + "9 0 obj 5 endobj\n", true, "abcde", "I5", ""},
         {"resolved, data longer", Len("9 0 R", "\nabcdefgh\nendstream\n") + "9 0 obj 5 endobj\n",
          true, "abcdefgh", "I8", ""},
         {"resolved, 600 bytes", Len("9 0 R", "\n" + q600 + tail.substr(6)) + "9 0 obj 600 endobj\n",
-         true, q600, "R9", ""},
+         true, q600, "I600", ""},
         {"no such object", Len("8 0 R", tail), true, "abcde", "I5", bad},
         {"wrong number in header", Len("9 0 R", tail) + "8 0 obj 5 endobj\n", true, "abcde", "I5",
          bad, 8},

@@ -2,8 +2,8 @@
 // page tree and encrypted output, checked on the bytes and by reading the result back.
 #include "pdf/pdfile.h"
 #include "streams/pdsecurity.h"
-#include "support/diag_capture.h"
-#include "support/memory_input.h"
+#include "tests/support/diag_capture.h"
+#include "tests/support/memory_input.h"
 
 #include <gtest/gtest.h>
 

@@ -66,7 +66,10 @@ public:
     void CopyOutlines() override { Log("CopyOutlines"); }
     void CopyNamedDestinations() override { Log("CopyNamedDestinations"); }
     void WriteCatalog() override { Log("WriteCatalog"); }
-    void CloseOutput() override { Log("CloseOutput"); }
+    bool CloseOutput() override {
+        Log("CloseOutput");
+        return true;
+    }
     std::vector<uint8_t> TakeMemoryImage() override { return Log("TakeMemoryImage"), image; }
 
     static std::string Num(float v) {
