@@ -69,8 +69,10 @@ void PDFontStore::StoreFont(std::unique_ptr<PDValue> font, int32_t n) {
         return;
     }
     std::string name = baseFont->Text().ToString();
-    if (name.size() > 7 && name[7] == '+')
-        name = "/" + name.substr(8);
+    if (name.size() > 7 && name[7] == '+') {
+        name.erase(0, 7);
+        name[0] = '/';
+    }
     auto [it, added] = m_byName.try_emplace(name, m_fonts.size());
     if (added) {
         m_fonts.push_back(std::make_unique<Entry>());
