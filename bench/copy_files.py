@@ -14,25 +14,13 @@ import sys
 import tempfile
 import time
 
-here = os.path.dirname(os.path.abspath(__file__))
-root = os.path.dirname(here)
-shared = os.path.join(root, '..', 'shared')
-binary = sys.argv[1] if len(sys.argv) > 1 else os.path.join(root, 'build', 'release', 'quillet')
-runs = int(sys.argv[2]) if len(sys.argv) > 2 else 10
+from bench_files import arguments, bench_and_largest
+
+binary, runs = arguments(10)
 
 
 def files():
-    found = []
-    bench = os.path.join(shared, 'bench')
-    if os.path.isdir(bench):
-        found += [os.path.join(bench, f) for f in sorted(os.listdir(bench)) if f.endswith('.pdf')]
-    manifest = os.path.join(shared, 'corpus', 'MANIFEST.tsv')
-    if os.path.exists(manifest):
-        rows = [l.rstrip('\n').split('\t') for l in open(manifest)][1:]
-        rows = [r for r in rows if r[9] == 'none']
-        rows.sort(key=lambda r: -int(r[5]))
-        found += [os.path.join(shared, 'corpus', r[0]) for r in rows[:6]]
-    return found
+    return bench_and_largest(6, 5)
 
 
 def run_once(argv):

@@ -12,25 +12,13 @@ import subprocess
 import sys
 import time
 
-here = os.path.dirname(os.path.abspath(__file__))
-root = os.path.dirname(here)
-shared = os.path.join(root, '..', 'shared')
-binary = sys.argv[1] if len(sys.argv) > 1 else os.path.join(root, 'build', 'release', 'quillet')
-runs = int(sys.argv[2]) if len(sys.argv) > 2 else 20
+from bench_files import arguments, bench_and_largest
+
+binary, runs = arguments(20)
 
 
 def forms():
-    found = []
-    bench = os.path.join(shared, 'bench')
-    if os.path.isdir(bench):
-        found += [os.path.join(bench, f) for f in sorted(os.listdir(bench)) if f.endswith('.pdf')]
-    manifest = os.path.join(shared, 'corpus', 'MANIFEST.tsv')
-    if os.path.exists(manifest):
-        rows = [l.rstrip('\n').split('\t') for l in open(manifest)][1:]
-        rows = [r for r in rows if r[9] == 'none' and int(r[11] or 0) > 0]
-        rows.sort(key=lambda r: -int(r[11]))
-        found += [os.path.join(shared, 'corpus', r[0]) for r in rows[:5]]
-    return found
+    return bench_and_largest(5, 11, lambda r: int(r[11] or 0) > 0)
 
 
 def run_once(path):

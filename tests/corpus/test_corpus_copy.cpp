@@ -28,15 +28,6 @@ constexpr bool kSanitized = true;
 constexpr bool kSanitized = false;
 #endif
 
-const char* ToolPath() {
-    return std::getenv("QUILLET_BIN");
-}
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 std::string Quote(const std::string& s) {
     std::string q = "'";
     for (char c : s)
@@ -64,19 +55,6 @@ bool Have(const std::string& probe) {
     int status = -1;
     Shell(probe + " >/dev/null 2>&1", &status);
     return status == 0;
-}
-
-// Blanks out what varies from run to run, the file identifier and the date, keeping offsets.
-std::string MaskVarying(std::string pdf) {
-    for (std::string key : {"/ID [<", "/ModDate (D:"}) {
-        for (size_t at = pdf.find(key); at != std::string::npos; at = pdf.find(key, at + 1)) {
-            size_t end = pdf.find_first_of("])", at);
-            if (end != std::string::npos && end - at < 80)
-                std::fill(pdf.begin() + std::ptrdiff_t(at + key.size()),
-                          pdf.begin() + std::ptrdiff_t(end), 'x');
-        }
-    }
-    return pdf;
 }
 
 std::vector<std::string> PasswordArgs(const CorpusFile& f) {

@@ -12,17 +12,6 @@
 
 namespace {
 
-const char* ToolPath() {
-    return std::getenv("QUILLET_BIN");
-}
-
-#define REQUIRE_TOOL()                                                                             \
-    if (ToolPath() == nullptr) {                                                                   \
-        GTEST_SKIP() << "QUILLET_BIN is not set";                                                  \
-    }
-
-const std::string kExampleForm = std::string(QUILLET_SOURCE_DIR) + "/examples/example-form.pdf";
-
 // The text itself is pinned by the usage unit test; here the binary must print the same bytes.
 TEST(CliEndToEnd, NoArgumentsPrintsUsage) {
     REQUIRE_TOOL();

@@ -12,12 +12,6 @@
 
 namespace {
 
-const char* ToolPath() {
-    return std::getenv("QUILLET_BIN");
-}
-
-const std::string kExampleForm = std::string(QUILLET_SOURCE_DIR) + "/examples/example-form.pdf";
-
 const char* kExampleListing = "name                   1 [180,700/320,24] : Ada Lovelace\n"
                               "address.street         1 [180,660/320,24] : \n"
                               "address.city           1 [180,620/320,24] : \n"

@@ -23,24 +23,8 @@
 
 namespace {
 
-const char* ToolPath() {
-    return std::getenv("QUILLET_BIN");
-}
-
-#define REQUIRE_TOOL()                                                                             \
-    if (ToolPath() == nullptr) {                                                                   \
-        GTEST_SKIP() << "QUILLET_BIN is not set";                                                  \
-    }
-
-const std::string kExampleForm = std::string(QUILLET_SOURCE_DIR) + "/examples/example-form.pdf";
-
 bool Have(const char* program) {
     return std::system((std::string("command -v ") + program + " >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void WriteFile(const std::string& path, const std::string& bytes) {
@@ -210,19 +194,6 @@ std::vector<std::string> TextLines(const std::string& pdf) {
     for (size_t from = 0, to; (to = text.find("\r\n", from)) != std::string::npos; from = to + 2)
         lines.push_back(text.substr(from, to - from));
     return lines;
-}
-
-// Blanks out what varies from run to run, the file identifier and the date, keeping offsets.
-std::string MaskVarying(std::string pdf) {
-    for (std::string key : {"/ID [<", "/ModDate (D:"}) {
-        for (size_t at = pdf.find(key); at != std::string::npos; at = pdf.find(key, at + 1)) {
-            size_t end = pdf.find_first_of("])", at);
-            if (end != std::string::npos && end - at < 80)
-                std::fill(pdf.begin() + std::ptrdiff_t(at + key.size()),
-                          pdf.begin() + std::ptrdiff_t(end), 'x');
-        }
-    }
-    return pdf;
 }
 
 // A line made of one literal string: the only unescaped ")" is the last byte.

@@ -1,5 +1,6 @@
 #include "tests/support/run_tool.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -87,4 +88,27 @@ TempDir::~TempDir() {
         std::error_code ignored;
         std::filesystem::remove_all(m_path, ignored);
     }
+}
+
+const char* ToolPath() {
+    return std::getenv("QUILLET_BIN");
+}
+
+const std::string kExampleForm = std::string(QUILLET_SOURCE_DIR) + "/examples/example-form.pdf";
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string MaskVarying(std::string pdf) {
+    for (std::string key : {"/ID [<", "/ModDate (D:"}) {
+        for (size_t at = pdf.find(key); at != std::string::npos; at = pdf.find(key, at + 1)) {
+            size_t end = pdf.find_first_of("])", at);
+            if (end != std::string::npos && end - at < 80)
+                std::fill(pdf.begin() + std::ptrdiff_t(at + key.size()),
+                          pdf.begin() + std::ptrdiff_t(end), 'x');
+        }
+    }
+    return pdf;
 }

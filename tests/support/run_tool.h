@@ -4,6 +4,22 @@
 #include <string>
 #include <vector>
 
+// The quillet binary under test (ctest sets QUILLET_BIN); null when not set.
+const char* ToolPath();
+#define REQUIRE_TOOL()                                                                             \
+    if (ToolPath() == nullptr) {                                                                   \
+        GTEST_SKIP() << "QUILLET_BIN is not set";                                                  \
+    }
+
+// The example form bundled with the sources.
+extern const std::string kExampleForm;
+
+// The whole file; empty when it cannot be read.
+std::string ReadFile(const std::string& path);
+// The bytes with what varies from run to run (the file identifier, the date) blanked out, keeping
+// offsets.
+std::string MaskVarying(std::string pdf);
+
 struct ToolResult {
     int status = -1; // exit status; -1 when the program could not be run or did not exit normally
     std::string out;
