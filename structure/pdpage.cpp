@@ -429,6 +429,11 @@ void PDFInput::MakeInheritedExplicit(PDInputObj& page) {
 bool PDFInput::CopyPage(PDInputObj& page) {
     ForgetCopy(page.Number());
     MakeInheritedExplicit(page);
+    // A page reached as a leaf of the tree is a page, whatever its writer called it.
+    PDValue* type = page.Value()->GetSlot(pdkey::Type);
+    if (type == nullptr || !type->IsName("/Page"))
+        page.Value()->Dict()->SaveAttrVal(pdkey::Type, std::make_unique<PDValue>("/Page"));
+    page.SetKind(kPDObjPage);
     PDValue* contents = page.Value()->GetSlot(pdkey::Contents);
     if (contents != nullptr && contents->Kind() == kPDReference) {
         PDInputObj* array = GetObj(contents->Number());
