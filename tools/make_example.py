@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Writes examples/example-form.pdf: a one-page form with a few text fields and a check box.
+"""Writes examples/example-form.pdf: a one-page form with a few text fields and a check box, an
+outline item leading to a named destination, and document information.
 
 The file is written by hand (no PDF library), with a classic cross-reference table.
 Usage: tools/make_example.py > examples/example-form.pdf
@@ -12,7 +13,8 @@ content = (b"BT /Helv 14 Tf 72 760 Td (Membership application) Tj ET\n"
 
 objects = [
     b"<< /Type /Catalog /Pages 2 0 R /AcroForm << /Fields [4 0 R 5 0 R 8 0 R 9 0 R]"
-    b" /DA (/Helv 0 Tf 0 g) /DR << /Font << /Helv 11 0 R /ZaDb 12 0 R >> >> >> >>",
+    b" /DA (/Helv 0 Tf 0 g) /DR << /Font << /Helv 11 0 R /ZaDb 12 0 R >> >> >>"
+    b" /Outlines 13 0 R /Names << /Dests 14 0 R >> >>",
     b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
     b"<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 10 0 R"
     b" /Resources << /Font << /Helv 11 0 R >> >> /Annots [4 0 R 6 0 R 7 0 R 8 0 R 9 0 R] >>",
@@ -30,6 +32,10 @@ objects = [
     b"<< /Length %d >>\nstream\n" % len(content) + content + b"endstream",
     b"<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>",
     b"<< /Type /Font /Subtype /Type1 /BaseFont /ZapfDingbats >>",
+    b"<< /Type /Outlines /First 15 0 R /Last 15 0 R /Count 1 >>",
+    b"<< /Names [(application) [3 0 R /XYZ 0 792 0]] >>",
+    b"<< /Title (Membership application) /Parent 13 0 R /Dest (application) >>",
+    b"<< /Title (Membership application) /Producer (tools/make_example.py) >>",
 ]
 
 out = bytearray(b"%PDF-1.4\n%\xe2\xe3\xcf\xd3\n")
@@ -41,5 +47,6 @@ xref = len(out)
 out += b"xref\n0 %d\n0000000000 65535 f \n" % (len(objects) + 1)
 for off in offsets:
     out += b"%010d 00000 n \n" % off
-out += b"trailer\n<< /Size %d /Root 1 0 R >>\nstartxref\n%d\n%%%%EOF\n" % (len(objects) + 1, xref)
+out += b"trailer\n<< /Size %d /Root 1 0 R /Info 16 0 R >>\nstartxref\n%d\n%%%%EOF\n" % (
+    len(objects) + 1, xref)
 sys.stdout.buffer.write(bytes(out))
