@@ -250,7 +250,7 @@ protected:
     void WalkKids(const PDIndirectObj& node);
 
 private:
-    // The one object stream held: its number, decoded data and (object number, offset) pairs.
+    // The object stream in use: its number, decoded data and (object number, offset) pairs.
     struct ObjStreamCache {
         int32_t number = 0;
         PDStr data;
@@ -300,6 +300,8 @@ private:
     bool ReadXrefStream(PDValue& stream, int64_t& prev);
     bool LoadFromObjectStream(PDIndirectObj& holder, int32_t n, const PDXrefEntry& entry);
     bool HoldObjectStream(int32_t streamNum);
+    bool TakeSpareObjectStream(int32_t streamNum);
+    void KeepAsSpare(ObjStreamCache&& stream);
 
     // The input: a file or a memory image.
     PDFileIO m_inFile;
@@ -342,8 +344,9 @@ private:
     std::unique_ptr<PDSecurity> m_security;
     PDPasswordStatus m_passwordStatus = PDPasswordStatus::kNotEncrypted;
 
-    // Object streams: one held at a time.
+    // Object streams: the one in use and a few kept from before.
     ObjStreamCache m_objStm;
+    std::vector<ObjStreamCache> m_objStmSpare; // recently held ones, oldest first
     int m_loadDepth = 0;
 
     // Writing side (pdfile_writer.cpp, pdfile_pageout.cpp); null when not writing.

@@ -136,6 +136,7 @@ void PDFile::CloseRead() {
     m_security.reset();
     m_passwordStatus = PDPasswordStatus::kNotEncrypted;
     m_objStm = ObjStreamCache{};
+    m_objStmSpare.clear();
     m_loadDepth = 0;
 }
 
@@ -349,6 +350,7 @@ bool PDFile::SetPassword(const char* password) {
     m_passwordStatus = PDPasswordStatus::kAccepted;
     // Everything read before the key was known holds scrambled strings: read it all again.
     m_objStm = ObjStreamCache{};
+    m_objStmSpare.clear();
     OnObjectsInvalidated();
     return TakeCatalog();
 }

@@ -212,11 +212,39 @@ bool PDFile::ReadXrefStream(PDValue& stream, int64_t& prev) {
 
 // ---- Object streams ----
 
+// A copy walks objects in the order pages reach them, which hops between object streams; a few
+// recently decoded streams are kept so that each is not decoded again for every hop.
+bool PDFile::TakeSpareObjectStream(int32_t streamNum) {
+    for (size_t i = 0; i < m_objStmSpare.size(); ++i) {
+        if (m_objStmSpare[i].number != streamNum)
+            continue;
+        ObjStreamCache found = std::move(m_objStmSpare[i]);
+        m_objStmSpare.erase(m_objStmSpare.begin() + static_cast<std::ptrdiff_t>(i));
+        KeepAsSpare(std::move(m_objStm));
+        m_objStm = std::move(found);
+        return true;
+    }
+    return false;
+}
+
+void PDFile::KeepAsSpare(ObjStreamCache&& stream) {
+    constexpr size_t kSpareStreams = 8;
+    constexpr int kLargestSpare = 16 << 20;
+    if (stream.number <= 0 || stream.data.Length() > kLargestSpare)
+        return;
+    if (m_objStmSpare.size() >= kSpareStreams)
+        m_objStmSpare.erase(m_objStmSpare.begin());
+    m_objStmSpare.push_back(std::move(stream));
+}
+
 bool PDFile::HoldObjectStream(int32_t streamNum) {
     if (streamNum > 0 && m_objStm.number == streamNum)
         return true;
     if (streamNum <= 0 || m_objStm.busy)
         return false;
+    if (TakeSpareObjectStream(streamNum))
+        return true;
+    KeepAsSpare(std::move(m_objStm));
     m_objStm = ObjStreamCache{};
     m_objStm.busy = true;
     PDIndirectObj holder;
