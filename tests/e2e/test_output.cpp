@@ -1,31 +1,27 @@
 // Output files written by the built tool: file layout, document information, page tree, exit
 // statuses and the files left behind, standard output, and protected outputs. Fixtures are built
-// by the test; qpdf, pdftotext and pdfinfo serve as independent readers where installed.
+// by the test; the layout is read without the library, and qpdf and pdftotext serve as
+// independent readers where installed.
 // GCC 12 at -O2 with the sanitizers reports std::regex internals as maybe uninitialized.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 
-#include "tests/support/pdf_builder.h"
+#include "tests/structure/structure_fixture.h"
 #include "tests/support/run_tool.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <iterator>
 #include <regex>
 #include <string>
 #include <vector>
 
-namespace {
+using teststructure::Bytes;
+using teststructure::Reread;
 
-bool Have(const char* program) {
-    return std::system((std::string("command -v ") + program + " >/dev/null 2>&1").c_str()) == 0;
-}
+namespace {
 
 void WriteFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
@@ -39,18 +35,14 @@ std::vector<std::string> Listing(const std::string& dir) {
     return names;
 }
 
-// Standard output of a shell command, and its exit status.
-std::string Shell(const std::string& cmd, int* status = nullptr) {
-    std::string out;
-    FILE* p = popen(cmd.c_str(), "r");
-    if (p == nullptr)
-        return out;
-    for (int c; (c = std::fgetc(p)) != EOF;)
-        out += static_cast<char>(c);
-    int rc = pclose(p);
-    if (status != nullptr)
-        *status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    return out;
+// qpdf finds nothing wrong with the file (when installed).
+void ExpectQpdfPasses(const std::string& path, const std::string& password = "") {
+    if (!Have("qpdf --version"))
+        return;
+    int status = -1;
+    std::string report =
+        Shell("qpdf --check --password=" + Quote(password) + " " + path + " 2>&1", &status);
+    EXPECT_EQ(status, 0) << report;
 }
 
 // A form of `pages` pages, page i (from 0) being 100 + i units high, with the text field "name"
@@ -86,97 +78,28 @@ std::string MakeForm(int pages, const std::string& infoBody) {
     return b.Build();
 }
 
-// The cross-reference table and trailer of a file as the writer lays them out.
-struct Layout {
-    bool ok = false;
-    std::string problem;
-    std::vector<int64_t> offsets; // per object number; 0 when free
-    std::string trailer;
-};
-
-Layout ReadLayout(const std::string& pdf) {
-    Layout l;
+// The offsets of the cross-reference table (0 for free entries) and the trailer that follows it,
+// when both are laid out exactly as the writer lays them out.
+bool ReadLayout(const std::string& pdf, std::vector<int64_t>& offsets, std::string& trailer) {
     std::smatch m;
-    static const std::regex tail("startxref\r\n([0-9]+)\r\n%%EOF\r\n$");
     std::string end = pdf.substr(pdf.size() > 40 ? pdf.size() - 40 : 0);
-    if (!std::regex_search(end, m, tail)) {
-        l.problem = "no startxref line at the end";
-        return l;
-    }
-    size_t at = std::stoul(m[1]);
-    if (at >= pdf.size()) {
-        l.problem = "startxref points past the end";
-        return l;
-    }
-    std::string head = pdf.substr(at, 30);
-    static const std::regex xref("^xref\r\n0 ([0-9]+)\r\n");
-    if (!std::regex_search(head, m, xref)) {
-        l.problem = "startxref does not point at the table";
-        return l;
-    }
+    if (!std::regex_search(end, m, std::regex("startxref\r\n([0-9]+)\r\n%%EOF\r\n$")))
+        return false;
+    size_t at = std::min<size_t>(std::stoul(m[1]), pdf.size());
+    std::string head = pdf.substr(at, 40);
+    if (!std::regex_search(head, m, std::regex("^xref\r\n0 ([0-9]+)\r\n0000000000 65535 f\r\n")))
+        return false;
     size_t count = std::stoul(m[1]);
-    at += static_cast<size_t>(m.length(0));
+    at += static_cast<size_t>(m.length(0)) - 20;
     static const std::regex entry("([0-9]{10}) ([0-9]{5}) ([fn])\r\n");
     for (size_t i = 0; i < count; ++i, at += 20) {
         std::string e = pdf.substr(at, 20);
-        if (!std::regex_match(e, m, entry)) {
-            l.problem = "entry " + std::to_string(i) + " is not 20 bytes: " + e;
-            return l;
-        }
-        l.offsets.push_back(m[3] == "n" ? std::stoll(m[1]) : 0);
+        if (!std::regex_match(e, m, entry))
+            return false;
+        offsets.push_back(m[3] == "n" ? std::stoll(m[1]) : 0);
     }
-    l.trailer = pdf.substr(at, pdf.find("startxref", at) - at);
-    l.ok = true;
-    return l;
-}
-
-// The text of object n, from its header to "endobj".
-std::string ObjectText(const std::string& pdf, const Layout& l, int n) {
-    if (n <= 0 || static_cast<size_t>(n) >= l.offsets.size() || l.offsets[size_t(n)] == 0)
-        return "";
-    size_t at = static_cast<size_t>(l.offsets[size_t(n)]);
-    return at < pdf.size() ? pdf.substr(at, pdf.find("endobj", at) - at) : "";
-}
-
-int RefOf(const std::string& text, const std::string& key) {
-    std::smatch m;
-    if (!std::regex_search(text, m, std::regex(key + "\\s+([0-9]+) 0 R")))
-        return 0;
-    return std::stoi(m[1]);
-}
-
-int IntOf(const std::string& text, const std::string& key) {
-    std::smatch m;
-    if (!std::regex_search(text, m, std::regex(key + "\\s+(-?[0-9]+)")))
-        return -1;
-    return std::stoi(m[1]);
-}
-
-// The decoded bytes of the literal string after key; "<none>" when the key is absent.
-std::string LiteralOf(const std::string& text, const std::string& key) {
-    size_t at = text.find(key + " (");
-    if (at == std::string::npos)
-        at = text.find(key + "\r\n(");
-    if (at == std::string::npos)
-        return "<none>";
-    std::string out;
-    for (size_t i = text.find('(', at) + 1; i < text.size() && text[i] != ')'; ++i) {
-        if (text[i] != '\\') {
-            out += text[i];
-            continue;
-        }
-        char c = text[++i];
-        if (c >= '0' && c <= '7') {
-            int v = 0;
-            for (int k = 0; k < 3 && text[i] >= '0' && text[i] <= '7'; ++k, ++i)
-                v = v * 8 + (text[i] - '0');
-            out += static_cast<char>(v);
-            --i;
-        } else {
-            out += c == 'n' ? '\n' : c == 'r' ? '\r' : c;
-        }
-    }
-    return out;
+    trailer = pdf.substr(at, pdf.find("startxref", at) - at);
+    return true;
 }
 
 // Stream data is binary; the line rules hold for the rest of the file.
@@ -198,15 +121,10 @@ std::vector<std::string> TextLines(const std::string& pdf) {
 
 // A line made of one literal string: the only unescaped ")" is the last byte.
 bool OneLiteral(const std::string& line) {
-    if (line.empty() || line.front() != '(')
-        return false;
-    for (size_t i = 1; i < line.size(); ++i) {
-        if (line[i] == '\\')
-            ++i;
-        else if (line[i] == ')')
-            return i == line.size() - 1;
-    }
-    return false;
+    size_t i = 1;
+    while (i < line.size() && line[i] != ')')
+        i += line[i] == '\\' ? 2u : 1u;
+    return line.size() > 1 && line[0] == '(' && i == line.size() - 1;
 }
 
 struct Written {
@@ -235,28 +153,36 @@ TEST(OutputEndToEnd, FileLayout) {
     for (size_t i = 7; i < subject.size(); i += 8)
         subject[i] = ' ';
     Written r =
-        WriteWith(dir, MakeForm(3, "<< /Producer (Some Writer 1.0) /Subject (" + subject + ") >>"));
+        WriteWith(dir, MakeForm(7, "<< /Producer (Some Writer 1.0) /Subject (" + subject + ") >>"));
     ASSERT_EQ(r.result.status, 0) << r.result.err;
     EXPECT_EQ(r.result.err, "");
     EXPECT_EQ(r.pdf.substr(0, 17), "%PDF-1.4\r\n%\xE2\xE3\xCF\xD3\r\n");
 
-    Layout l = ReadLayout(r.pdf);
-    ASSERT_TRUE(l.ok) << l.problem;
-    EXPECT_NE(
-        r.pdf.find("xref\r\n0 " + std::to_string(l.offsets.size()) + "\r\n0000000000 65535 f\r\n"),
-        std::string::npos);
-    for (size_t n = 1; n < l.offsets.size(); ++n) {
+    std::vector<int64_t> offsets;
+    std::string trailer;
+    ASSERT_TRUE(ReadLayout(r.pdf, offsets, trailer)) << r.pdf.substr(r.pdf.rfind("xref"));
+    for (size_t n = 1; n < offsets.size(); ++n) {
         std::string head = std::to_string(n) + " 0 obj\r\n";
-        EXPECT_EQ(r.pdf.substr(size_t(l.offsets[n]), head.size()), head) << "object " << n;
+        EXPECT_EQ(r.pdf.substr(size_t(offsets[n]), head.size()), head) << "object " << n;
     }
-    EXPECT_EQ(IntOf(l.trailer, "/Size"), static_cast<int>(l.offsets.size()));
-    EXPECT_NE(ObjectText(r.pdf, l, RefOf(l.trailer, "/Root")).find("/Type /Catalog"),
-              std::string::npos);
-    EXPECT_NE(ObjectText(r.pdf, l, RefOf(l.trailer, "/Info")).find("/Producer"), std::string::npos);
+    EXPECT_NE(trailer.find("/Size " + std::to_string(offsets.size())), std::string::npos);
     std::smatch m;
     std::regex id("/ID \\[<([0-9a-f]{32})><([0-9a-f]{32})>\\]\r\n");
-    ASSERT_TRUE(std::regex_search(l.trailer, m, id)) << l.trailer;
+    ASSERT_TRUE(std::regex_search(trailer, m, id)) << trailer;
     EXPECT_EQ(m[1], m[2]);
+    Reread file(r.pdf);
+    EXPECT_EQ(file.At(file.in.Catalog(), {"/Type"})->Text(), "/Catalog");
+    EXPECT_NE(file.At(file.in.Trailer(), {"/Info", "/Producer"}), nullptr);
+    // The pages keep their order, six to a node under the root, each linked to its node.
+    const PDValue* kids = file.At(file.in.Catalog(), {"/Pages", "/Kids"});
+    ASSERT_EQ(file.pages.size(), 7u);
+    EXPECT_EQ(kids->ElementCount(), 2);
+    for (size_t i = 0; i < file.pages.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(file.At(file.Page(i), {"/MediaBox", "3"})->GetInt(), 100 + static_cast<int>(i));
+        EXPECT_EQ(file.At(file.Page(i), {"/Parent"})->Number(),
+                  file.At(kids, {i < 6 ? "0" : "1"})->Number());
+    }
 
     std::vector<std::string> lines = TextLines(r.pdf);
     EXPECT_NE(std::find(lines.begin(), lines.end(), "(" + subject + ")"), lines.end());
@@ -267,12 +193,7 @@ TEST(OutputEndToEnd, FileLayout) {
         }
         EXPECT_EQ(line.find("  "), std::string::npos) << line;
     }
-
-    if (Have("qpdf")) {
-        int status = -1;
-        std::string check = Shell("qpdf --check " + dir.Path() + "/out.pdf 2>&1", &status);
-        EXPECT_EQ(status, 0) << check;
-    }
+    ExpectQpdfPasses(dir.Path() + "/out.pdf");
 }
 
 TEST(OutputEndToEnd, ProducerAndModificationDate) {
@@ -301,119 +222,51 @@ TEST(OutputEndToEnd, ProducerAndModificationDate) {
         std::time_t before = std::time(nullptr);
         Written r = WriteWith(dir, MakeForm(1, c.info));
         ASSERT_EQ(r.result.status, 0) << r.result.err;
-        Layout l = ReadLayout(r.pdf);
-        ASSERT_TRUE(l.ok) << l.problem;
-        std::string info = ObjectText(r.pdf, l, RefOf(l.trailer, "/Info"));
-        std::string producer = LiteralOf(info, "/Producer");
+        Reread file(r.pdf);
+        const PDValue* info = file.in.Resolve(file.At(file.in.Trailer(), {"/Info"}));
+        ASSERT_NE(info, nullptr);
+        std::string producer = Bytes(info->Get("/Producer"));
         ASSERT_EQ(producer.substr(0, c.kept.size() + lib.size()), c.kept + lib);
         ASSERT_EQ(producer.back(), ')');
         std::string rest = producer.substr(c.kept.size() + lib.size());
-        if (address.empty())
-            address = rest;
+        address = address.empty() ? rest : address;
         EXPECT_EQ(rest, address);
-        EXPECT_EQ(LiteralOf(info, "/Title"),
-                  std::string(c.info).find("Kept") != std::string::npos ? "Kept" : "<none>");
+        bool titled = std::string(c.info).find("Kept") != std::string::npos;
+        EXPECT_EQ(Bytes(info->Get("/Title")), titled ? "Kept" : "");
         if (*c.info == 0) { // a new dictionary holds the two entries only
-            std::string keys = std::regex_replace(info, std::regex(R"(\((\\.|[^\\)])*\))"), "");
-            EXPECT_EQ(std::count(keys.begin(), keys.end(), '/'), 2) << info;
+            EXPECT_EQ(info->Dict()->Count(), 2);
         }
 
-        std::smatch m;
-        std::regex dateRe("/ModDate\\s+\\(D:([0-9]{4})([0-9]{2})([0-9]{2})([0-9]{2})([0-9]{2})([0-"
-                          "9]{2})\\)");
-        ASSERT_TRUE(std::regex_search(info, m, dateRe)) << info;
+        // Six fields of at most 4, 2, 2, 2, 2 and 2 digits in 18 bytes without blanks: all are
+        // padded with zeros.
         std::tm t{};
-        t.tm_year = std::stoi(m[1]) - 1900;
-        t.tm_mon = std::stoi(m[2]) - 1;
-        t.tm_mday = std::stoi(m[3]);
-        t.tm_hour = std::stoi(m[4]);
-        t.tm_min = std::stoi(m[5]);
-        t.tm_sec = std::stoi(m[6]);
+        const PDValue* date = info->Get("/ModDate");
+        std::string raw = date != nullptr ? date->Text().ToString() : "";
+        const char* end = strptime(raw.c_str(), "(D:%Y%m%d%H%M%S", &t);
+        ASSERT_TRUE(end != nullptr && std::string(end) == ")" && raw.size() == 18 &&
+                    raw.find(' ') == std::string::npos)
+            << raw;
         t.tm_isdst = -1;
         double skew = std::difftime(std::mktime(&t), before);
         EXPECT_TRUE(skew >= -1 && skew < 120) << "local time off by " << skew << " s";
     }
 }
 
-TEST(OutputEndToEnd, RunningOverItsOwnOutputKeepsOneLibraryProducer) {
+// A second run over the output, and a run writing to "-", give the same file: in particular the
+// second run does not add the library to the producer again.
+TEST(OutputEndToEnd, SecondRunAndStandardOutputGiveTheSameFile) {
     REQUIRE_TOOL();
     TempDir dir;
     Written first = WriteWith(dir, MakeForm(2, "<< /Producer (Acrobat PDFMaker 9) >>"));
     ASSERT_EQ(first.result.status, 0) << first.result.err;
+    ToolResult dash = RunTool(ToolPath(), {"in.pdf", "-"}, "", dir.Path());
+    EXPECT_EQ(dash.status, 0);
+    EXPECT_EQ(dash.err, "");
+    EXPECT_EQ(Listing(dir.Path()), (std::vector<std::string>{"in.pdf", "out.pdf"}));
+    EXPECT_EQ(MaskVarying(dash.out), MaskVarying(first.pdf));
     Written second = WriteWith(dir, first.pdf);
     ASSERT_EQ(second.result.status, 0) << second.result.err;
-    Layout l1 = ReadLayout(first.pdf), l2 = ReadLayout(second.pdf);
-    ASSERT_TRUE(l1.ok && l2.ok);
-    std::string p1 = LiteralOf(ObjectText(first.pdf, l1, RefOf(l1.trailer, "/Info")), "/Producer");
-    std::string p2 = LiteralOf(ObjectText(second.pdf, l2, RefOf(l2.trailer, "/Info")), "/Producer");
-    EXPECT_EQ(p1.rfind("Marrow ", 0), 0u) << p1;
-    EXPECT_EQ(p2, p1);
     EXPECT_EQ(MaskVarying(second.pdf), MaskVarying(first.pdf));
-}
-
-// The output tree holds at most six kids per node, whatever the template's tree looks like.
-TEST(OutputEndToEnd, PageTreeGroupsPagesBySix) {
-    REQUIRE_TOOL();
-    struct Case {
-        int pages;
-        const char* rootKids; // /Count of each kid of the root, "p" for a page
-    } cases[] = {{1, "p"}, {6, "pppppp"}, {7, "6 1"}, {36, "6 6 6 6 6 6"}, {37, "36 1"}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.pages);
-        TempDir dir;
-        Written r = WriteWith(dir, MakeForm(c.pages, ""));
-        ASSERT_EQ(r.result.status, 0) << r.result.err;
-        Layout l = ReadLayout(r.pdf);
-        ASSERT_TRUE(l.ok) << l.problem;
-        int root = RefOf(ObjectText(r.pdf, l, RefOf(l.trailer, "/Root")), "/Pages");
-        std::string rootText = ObjectText(r.pdf, l, root);
-        EXPECT_EQ(rootText.find("/Parent"), std::string::npos);
-        EXPECT_EQ(IntOf(rootText, "/Count"), c.pages);
-
-        // Walks the tree: kids in order, /Parent links back, counts add up, heights in order.
-        std::string described;
-        std::vector<int> heights;
-        std::function<int(int, int)> walk = [&](int node, int depth) {
-            std::string text = ObjectText(r.pdf, l, node);
-            if (depth > 8 || text.find("/Type /Pages") == std::string::npos) {
-                ADD_FAILURE() << "not a /Pages node: " << text;
-                return 0;
-            }
-            std::smatch m;
-            std::regex_search(text, m, std::regex("/Kids\\s*\\[([^\\]]*)\\]"));
-            std::string kidList = m[1];
-            std::regex ref("([0-9]+) 0 R");
-            int sum = 0, kids = 0;
-            for (auto it = std::sregex_iterator(kidList.begin(), kidList.end(), ref);
-                 it != std::sregex_iterator(); ++it, ++kids) {
-                int kid = std::stoi((*it)[1]);
-                std::string kidText = ObjectText(r.pdf, l, kid);
-                EXPECT_EQ(RefOf(kidText, "/Parent"), node) << kidText;
-                int n = 1;
-                if (kidText.find("/Type /Page\r\n") != std::string::npos ||
-                    kidText.find("/Type /Page ") != std::string::npos) {
-                    std::regex_search(kidText, m, std::regex("/MediaBox\\s*\\[[^\\]]* ([0-9]+)"));
-                    heights.push_back(std::stoi(m[1]));
-                    if (depth == 0)
-                        described += "p";
-                } else {
-                    n = walk(kid, depth + 1);
-                    if (depth == 0)
-                        described += (described.empty() ? "" : " ") + std::to_string(n);
-                }
-                sum += n;
-            }
-            EXPECT_LE(kids, 6);
-            EXPECT_EQ(IntOf(text, "/Count"), sum);
-            return sum;
-        };
-        walk(root, 0);
-        EXPECT_EQ(described, c.rootKids);
-        std::vector<int> expected;
-        for (int i = 0; i < c.pages; ++i)
-            expected.push_back(100 + i);
-        EXPECT_EQ(heights, expected);
-    }
 }
 
 TEST(OutputEndToEnd, FailedRunsLeaveFilesAlone) {
@@ -421,15 +274,10 @@ TEST(OutputEndToEnd, FailedRunsLeaveFilesAlone) {
     const std::string old = "an earlier output\n";
     struct Case {
         std::vector<std::string> args;
-        int status;
         std::string err;
     } cases[] = {
-        {{"in.pdf", "no/such/dir/out.pdf"}, 1, "File 'no/such/dir/out.pdf' cannot be created\n"},
-        {{"missing.pdf", "out.pdf"}, 2, "File 'missing.pdf' cannot be opened as template\n"},
-        {{"missing.pdf", "new.pdf"}, 2, "File 'missing.pdf' cannot be opened as template\n"},
-        {{"in.pdf", "out.pdf/"}, 1, "File 'out.pdf/' cannot be created\n"},
+        {{"missing.pdf", "out.pdf"}, "File 'missing.pdf' cannot be opened as template\n"},
         {{"-pw", "guess", "locked.pdf", "out.pdf"},
-         2,
          "File 'locked.pdf' cannot be opened: the password is wrong\n"},
     };
     for (const Case& c : cases) {
@@ -437,15 +285,15 @@ TEST(OutputEndToEnd, FailedRunsLeaveFilesAlone) {
         TempDir dir;
         WriteFile(dir.Path() + "/in.pdf", MakeForm(1, ""));
         WriteFile(dir.Path() + "/out.pdf", old);
-        if (std::find(c.args.begin(), c.args.end(), "locked.pdf") != c.args.end()) {
-            if (!Have("qpdf"))
+        if (c.args[0] == "-pw") {
+            if (!Have("qpdf --version"))
                 continue;
             Shell("qpdf --allow-weak-crypto --encrypt u o 128 --use-aes=n -- " + dir.Path() +
                   "/in.pdf " + dir.Path() + "/locked.pdf");
         }
         std::vector<std::string> before = Listing(dir.Path());
         ToolResult r = RunTool(ToolPath(), c.args, "", dir.Path());
-        EXPECT_EQ(r.status, c.status);
+        EXPECT_EQ(r.status, 2);
         EXPECT_EQ(r.err, c.err);
         EXPECT_EQ(r.out, "");
         EXPECT_EQ(Listing(dir.Path()), before);
@@ -460,49 +308,28 @@ TEST(OutputEndToEnd, TemplateCanBeItsOwnOutput) {
     ToolResult r = RunTool(ToolPath(), {"form.pdf", "form.pdf"}, "", dir.Path());
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(Listing(dir.Path()), std::vector<std::string>{"form.pdf"});
-    std::string pdf = ReadFile(dir.Path() + "/form.pdf");
-    ASSERT_TRUE(ReadLayout(pdf).ok) << ReadLayout(pdf).problem;
     ToolResult list = RunTool(ToolPath(), {"form.pdf"}, "", dir.Path());
     EXPECT_EQ(list.out, RunTool(ToolPath(), {kExampleForm}).out);
-    if (Have("qpdf")) {
-        int status = -1;
-        std::string check = Shell("qpdf --check " + dir.Path() + "/form.pdf 2>&1", &status);
-        EXPECT_EQ(status, 0) << check;
-    }
-}
-
-TEST(OutputEndToEnd, DashWritesThePdfToStandardOutput) {
-    REQUIRE_TOOL();
-    TempDir dir;
-    Written file = WriteWith(dir, MakeForm(2, "<< /Producer (Some Writer 1.0) >>"));
-    ASSERT_EQ(file.result.status, 0) << file.result.err;
-    ToolResult r = RunTool(ToolPath(), {"in.pdf", "-"}, "", dir.Path());
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(Listing(dir.Path()), (std::vector<std::string>{"in.pdf", "out.pdf"}));
-    EXPECT_EQ(MaskVarying(r.out), MaskVarying(file.pdf));
+    ExpectQpdfPasses(dir.Path() + "/form.pdf");
 }
 
 // Protected outputs as independent readers see them, opened with either password.
 TEST(OutputEndToEnd, ProtectedOutputs) {
     REQUIRE_TOOL();
-    if (!Have("qpdf"))
+    if (!Have("qpdf --version"))
         GTEST_SKIP() << "qpdf is not installed";
     struct Case {
         std::vector<std::string> options;
         const char* user;
         const char* owner;
         int revision; // 0: not encrypted
-        int keyHexDigits;
         int permissions;
     } cases[] = {
-        {{"-user", "u", "-perm", ""}, "u", "u", 2, 10, -4},
-        {{"-user", "u", "-owner", "o", "-perm", "I"}, "u", "o", 3, 32, -260},
-        {{"-owner", "o", "-perm", "p"}, "", "o", 2, 10, -8},
-        {{"-user", "u", "-owner", "o", "-perm", "PCSA"}, "u", "o", 2, 10, -64},
-        {{"-owner", "o", "-perm", "5"}, "", "o", 3, 32, -4},
-        {{"-user", "u", "-perm", "H0"}, "u", "u", 3, 32, 0},
-        {{"-perm", "I"}, "", "", 0, 0, 0},
+        {{"-user", "u", "-perm", ""}, "u", "u", 2, -4},
+        {{"-user", "u", "-owner", "o", "-perm", "I"}, "u", "o", 3, -260},
+        {{"-owner", "o", "-perm", "p"}, "", "o", 2, -8},
+        {{"-user", "u", "-perm", "H0"}, "u", "u", 3, 0},
+        {{"-perm", "I"}, "", "", 0, 0},
     };
     const std::string listing = RunTool(ToolPath(), {kExampleForm}).out;
     ASSERT_NE(listing, "");
@@ -512,10 +339,10 @@ TEST(OutputEndToEnd, ProtectedOutputs) {
         Written r = WriteWith(dir, ReadFile(kExampleForm), c.options);
         ASSERT_EQ(r.result.status, 0) << r.result.err;
         const std::string out = dir.Path() + "/out.pdf";
-        for (const char* pw : {c.user, c.owner}) {
-            SCOPED_TRACE(std::string("password '") + pw + "'");
-            std::string shown = Shell("qpdf --show-encryption --show-encryption-key --password='" +
-                                      std::string(pw) + "' " + out + " 2>&1");
+        for (const std::string pw : {c.user, c.owner}) {
+            SCOPED_TRACE("password '" + pw + "'");
+            std::string shown =
+                Shell("qpdf --show-encryption --password=" + Quote(pw) + " " + out + " 2>&1");
             if (c.revision == 0) {
                 EXPECT_NE(shown.find("File is not encrypted"), std::string::npos) << shown;
                 break;
@@ -524,23 +351,17 @@ TEST(OutputEndToEnd, ProtectedOutputs) {
                 << shown;
             EXPECT_NE(shown.find("P = " + std::to_string(c.permissions) + "\n"), std::string::npos)
                 << shown;
-            std::smatch m;
-            ASSERT_TRUE(std::regex_search(shown, m, std::regex("Encryption key = ([0-9a-f]+)")))
-                << shown;
-            EXPECT_EQ(m.length(1), c.keyHexDigits);
             if (std::string(c.user) != c.owner) {
                 std::string role = pw == c.owner ? "owner" : "user";
                 EXPECT_NE(shown.find("Supplied password is " + role + " password"),
                           std::string::npos)
                     << shown;
             }
-            int status = -1;
-            std::string check = Shell(
-                "qpdf --check --password='" + std::string(pw) + "' " + out + " 2>&1", &status);
-            EXPECT_EQ(status, 0) << check;
-            if (Have("pdftotext")) {
-                std::string flag = *pw == 0 ? "" : pw == c.owner ? "-opw " : "-upw ";
-                std::string text = Shell("pdftotext " + flag + pw + " " + out + " - 2>&1");
+            ExpectQpdfPasses(out, pw);
+            if (Have("pdftotext -v")) {
+                std::string flag =
+                    pw.empty() ? "" : (pw == c.owner ? "-opw " : "-upw ") + Quote(pw);
+                std::string text = Shell("pdftotext " + flag + " " + out + " - 2>&1");
                 EXPECT_NE(text.find("Membership application"), std::string::npos) << text;
             }
             ToolResult list = RunTool(ToolPath(), {"-pw", pw, "out.pdf"}, "", dir.Path());

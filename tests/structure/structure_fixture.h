@@ -1,6 +1,7 @@
 // Small documents for the structure tests, and outputs written to memory and read back.
 #pragma once
 
+#include "pdf/pdstring.h"
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
 #include "tests/support/memory_input.h"
@@ -14,10 +15,11 @@
 
 namespace teststructure {
 
+using Objects = std::vector<std::pair<int, std::string>>;
+
 // Catalog 1 and the given (number, body) objects; bodies with "stream:" before the data become
 // streams ("<dict entries>stream:<data>").
-inline std::string Document(const std::vector<std::pair<int, std::string>>& objects,
-                            const std::string& catalogExtra = "") {
+inline std::string Document(const Objects& objects, const std::string& catalogExtra = "") {
     testpdf::PdfBuilder b;
     b.Add(1, "<< /Type /Catalog /Pages 2 0 R " + catalogExtra + " >>");
     for (const auto& [num, body] : objects) {
@@ -31,16 +33,47 @@ inline std::string Document(const std::vector<std::pair<int, std::string>>& obje
     return b.Build();
 }
 
+// The same with pages 3 .. 2 + count under node 2.
+inline std::string WithPages(int count, Objects objects, const std::string& catalogExtra = "") {
+    std::string kids;
+    for (int p = 3; p < 3 + count; ++p) {
+        kids += std::to_string(p) + " 0 R ";
+        objects.emplace_back(p, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] >>");
+    }
+    objects.emplace_back(2, "<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(count) +
+                                " >>");
+    return Document(objects, catalogExtra);
+}
+
 inline void Open(PDFInput& in, const std::string& pdf) {
     ASSERT_TRUE(testpdf::OpenBytes(in, pdf));
 }
 
-// Ends the output and returns the file it wrote.
-inline std::string Finish(PDOutputDoc& out) {
-    EXPECT_TRUE(out.EndWrite());
-    int64_t length = 0;
-    std::unique_ptr<uint8_t[]> image = out.TakeImage(&length);
-    return std::string(reinterpret_cast<const char*>(image.get()), static_cast<size_t>(length));
+struct MemoryOutput : PDOutputDoc {
+    MemoryOutput() { BeginWriteMemory(); }
+    std::string Finish() { return testpdf::Finish(*this); }
+};
+
+// Pages first..last of the document transferred into a new output; the file written.
+template <class Input = PDFInput>
+std::string CopyPages(const std::string& pdf, int first, int last) {
+    Input in;
+    Open(in, pdf);
+    MemoryOutput out;
+    EXPECT_TRUE(in.Transfer(out, first, last));
+    return out.Finish();
+}
+
+// Registers count blank pages in out, as a page transfer would.
+inline void AddPages(PDOutputDoc& out, int count) {
+    for (int i = 0; i < count; ++i) {
+        int index = out.OutputPageCount();
+        int32_t page = out.NewObjectNumber();
+        out.CountPage(page, 0);
+        auto dict = PDValue::MakeDictionary();
+        dict->Dict()->Set("/Parent", PDValue::MakeReference(out.ParentForPage(index, page)));
+        out.WriteObject(page, *dict, 0);
+    }
 }
 
 // A written file read back, with look-ups that follow references.
@@ -64,9 +97,26 @@ struct Reread {
         PDInputObj* page = i < pages.size() ? in.GetObj(pages[i]) : nullptr;
         return page != nullptr ? page->Value() : nullptr;
     }
+    // The output page index a destination array leads to; -1 when it names no page.
+    int PageOf(const PDValue* dest) {
+        const PDValue* page = At(dest, {"0"});
+        for (size_t i = 0; page != nullptr && i < pages.size(); ++i) {
+            if (page->Kind() == kPDReference && pages[i] == page->Number())
+                return static_cast<int>(i);
+        }
+        return -1;
+    }
     PDFInput in;
     bool ok = false;
     std::vector<int32_t> pages;
 };
+
+// The decoded bytes of a string value; empty for anything else.
+inline std::string Bytes(const PDValue* v) {
+    PDStr bytes;
+    if (v != nullptr && v->Kind() == kPDString)
+        PDDecodeString(v->Text(), bytes);
+    return bytes.ToString();
+}
 
 } // namespace teststructure

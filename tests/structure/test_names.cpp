@@ -2,40 +2,33 @@
 #include "structure/pdnames.h"
 
 #include "pdf/pdlimits.h"
-#include "tests/structure/written_output.h"
+#include "tests/structure/structure_fixture.h"
 
 #include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
 
-using teststructure::Reread;
-using Objects = std::vector<std::pair<int, std::string>>;
+using namespace teststructure;
 
 namespace {
-
-std::string ThreePages(const std::string& catalogExtra, Objects objects) {
-    return testout::WithPages(3, std::move(objects), catalogExtra);
-}
 
 // The (name, value) pairs of a name-tree node.
 std::vector<std::pair<std::string, const PDValue*>> Pairs(Reread& file, const PDValue* node) {
     std::vector<std::pair<std::string, const PDValue*>> pairs;
     const PDValue* names = file.At(node, {"/Names"});
     for (const PDValue* k = names ? names->First() : nullptr; k && k->Next(); k = k->Next()->Next())
-        pairs.emplace_back(testout::Bytes(k), k->Next());
+        pairs.emplace_back(Bytes(k), k->Next());
     return pairs;
 }
 
-// The leaves of the written /Dests tree (the root itself when it has no /Kids).
+// The leaves of the written /Dests tree: its kids, or the root itself when it has none.
 std::vector<const PDValue*> Leaves(Reread& file) {
     const PDValue* root = file.At(file.in.Catalog(), {"/Names", "/Dests"});
     const PDValue* kids = file.At(root, {"/Kids"});
-    std::vector<const PDValue*> leaves{file.in.Resolve(root)};
-    for (const PDValue* kid = kids ? kids->First() : nullptr; kid; kid = kid->Next())
-        leaves.push_back(file.in.Resolve(kid));
-    if (kids != nullptr)
-        leaves.erase(leaves.begin());
+    std::vector<const PDValue*> leaves;
+    for (const PDValue* k = kids ? kids->First() : root; k; k = kids ? k->Next() : nullptr)
+        leaves.push_back(file.in.Resolve(k));
     return leaves;
 }
 
@@ -44,7 +37,7 @@ std::map<std::string, int> Dests(Reread& file) {
     std::map<std::string, int> pages;
     for (const PDValue* leaf : Leaves(file)) {
         for (const auto& [name, dest] : Pairs(file, leaf))
-            pages[name] = testout::PageOf(file, file.At(dest, {"/D"}));
+            pages[name] = file.PageOf(file.At(dest, {"/D"}));
     }
     return pages;
 }
@@ -59,12 +52,11 @@ TEST(Names, TreeShape) {
     } cases[] = {{1, false, {1}}, {40, false, {40}}, {41, true, {20, 21}}, {1000, true, thousand}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.n);
-        PDOutputDoc out;
-        out.BeginWriteMemory();
-        testout::AddPages(out, 1);
+        MemoryOutput out;
+        AddPages(out, 1);
         for (int i = c.n - 1; i >= 0; --i) // reversed: the writer sorts
             ASSERT_TRUE(out.Names().AddDest(("d" + std::to_string(1000 + i)).c_str(), 0, 0, 0, 0));
-        Reread file(teststructure::Finish(out));
+        Reread file(out.Finish());
         const PDValue* root = file.At(file.in.Catalog(), {"/Names", "/Dests"});
         EXPECT_EQ(file.At(root, {"/Kids"}) != nullptr, c.kids);
         EXPECT_EQ(file.At(root, {"/Limits"}) == nullptr, c.kids);
@@ -76,8 +68,8 @@ TEST(Names, TreeShape) {
                 all.push_back(pair.first);
             ASSERT_GT(all.size(), before);
             sizes.push_back(static_cast<int>(all.size() - before));
-            EXPECT_EQ(testout::Bytes(file.At(leaf, {"/Limits", "0"})), all[before]);
-            EXPECT_EQ(testout::Bytes(file.At(leaf, {"/Limits", "1"})), all.back());
+            EXPECT_EQ(Bytes(file.At(leaf, {"/Limits", "0"})), all[before]);
+            EXPECT_EQ(Bytes(file.At(leaf, {"/Limits", "1"})), all.back());
         }
         EXPECT_EQ(sizes, c.leaves);
         EXPECT_TRUE(std::is_sorted(all.begin(), all.end()));
@@ -98,17 +90,16 @@ TEST(Names, DestinationObjects) {
         {"d", 100, 500, 1.5f, "/XYZ 100 500 1.5 ] >>"},
         {"e", -20, 700, -1.0f, "/XYZ -20 700 null ] >>"},
     };
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+    MemoryOutput out;
     out.Names().BindOutput(&out);
     EXPECT_FALSE(out.Names().AddDest("early", -1, 0, 0, 0));
-    testout::AddPages(out, 2);
+    AddPages(out, 2);
     for (const auto& c : cases)
         EXPECT_TRUE(out.Names().AddDest(c.name, 0, c.left, c.top, c.zoom));
     EXPECT_FALSE(out.Names().AddDest("a", 1, 0, 0, 0));
     EXPECT_TRUE(out.Names().AddDest("last", -1, 0, 0, 0));
-    testout::AddPages(out, 2);
-    std::string bytes = teststructure::Finish(out);
+    AddPages(out, 2);
+    std::string bytes = out.Finish();
     for (const auto& c : cases)
         EXPECT_NE(bytes.find(c.dest), std::string::npos) << c.dest;
     EXPECT_NE(bytes.find("<</D [ "), std::string::npos);
@@ -129,7 +120,7 @@ TEST(Names, Lookup) {
         objects.emplace_back(100 + i, "<< /Kids [" + std::to_string(101 + i) + " 0 R] >>");
     objects.emplace_back(100 + deep, "<< /Names [(y) 8] >>");
     PDFInput in;
-    teststructure::Open(in, ThreePages("", objects));
+    Open(in, WithPages(3, objects));
     struct Case {
         int32_t node;
         const char* name;
@@ -146,23 +137,22 @@ TEST(Names, Lookup) {
 // Only the page is kept; pages not transferred and non-pages drop the name; old-style /Dests
 // names come after the tree's.
 TEST(Names, ImportKeepsTransferredPages) {
-    std::string pdf = ThreePages(
-        "/Names << /Dests 20 0 R >> /Dests 30 0 R",
+    std::string pdf = WithPages(
+        3,
         {{20, "<< /Kids [21 0 R 22 0 R] >>"},
          {21, "<< /Kids [20 0 R 21 0 R] /Names [(a) [3 0 R /Fit] (b) 23 0 R] >>"},
          {22, "<< /Names [(c) << /D [5 0 R /XYZ 1 2 3] >> (d) [9 0 R /Fit] (e) [4 0 R /FitH 5]] "
               ">>"},
          {23, "[4 0 R /FitH 5]"},
-         {30, "<< /old [3 0 R /Fit] /a [4 0 R /Fit] /far#20away << /D [4 0 R /Fit] >> >>"}});
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+         {30, "<< /old [3 0 R /Fit] /a [4 0 R /Fit] /far#20away << /D [4 0 R /Fit] >> >>"}},
+        "/Names << /Dests 20 0 R >> /Dests 30 0 R");
+    MemoryOutput out;
     PDFInput in;
-    teststructure::Open(in, pdf);
-    in.BindOutput(out);
+    Open(in, pdf);
     ASSERT_TRUE(in.Transfer(out, 1, 2));
     out.Names().ImportDests(in, out, 20);
     out.Names().ImportCatalogDests(in, out, *in.ResolveKey(in.Catalog(), "/Dests"));
-    std::string bytes = teststructure::Finish(out);
+    std::string bytes = out.Finish();
     Reread file(bytes);
     EXPECT_EQ(Dests(file), (std::map<std::string, int>{
                                {"a", 0}, {"b", 1}, {"e", 1}, {"old", 0}, {"far away", 1}}));
@@ -172,30 +162,29 @@ TEST(Names, ImportKeepsTransferredPages) {
 // JavaScript trees of several inputs become one sorted list; an input's /Dests stays behind.
 TEST(Names, JavaScriptListsMerged) {
     const char* script = "<< /S /JavaScript /JS (app.alert\\(1\\)) >>";
-    std::string first = ThreePages("/Names << /JavaScript 20 0 R /Dests 30 0 R >>",
-                                   {{20, "<< /Names [(b) 21 0 R (d) 21 0 R] >>"},
-                                    {21, script},
-                                    {30, "<< /Names [(x) [3 0 R /Fit]] >>"}});
-    std::string second = ThreePages("/Names << /JavaScript << /Kids [20 0 R] >> >>",
-                                    {{20, "<< /Names [(c) 21 0 R (a) 21 0 R] >>"}, {21, script}});
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+    std::string first = WithPages(3,
+                                  {{20, "<< /Names [(b) 21 0 R (d) 21 0 R] >>"},
+                                   {21, script},
+                                   {30, "<< /Names [(x) [3 0 R /Fit]] >>"}},
+                                  "/Names << /JavaScript 20 0 R /Dests 30 0 R >>");
+    std::string second = WithPages(3, {{20, "<< /Names [(c) 21 0 R (a) 21 0 R] >>"}, {21, script}},
+                                   "/Names << /JavaScript << /Kids [20 0 R] >> >>");
+    MemoryOutput out;
     PDFInput inputs[2];
     for (int i = 0; i < 2; ++i) {
-        teststructure::Open(inputs[i], i == 0 ? first : second);
-        inputs[i].BindOutput(out);
+        Open(inputs[i], i == 0 ? first : second);
         ASSERT_TRUE(inputs[i].Transfer(out, 1, 3));
         out.Names().ImportNames(inputs[i], out,
                                 *inputs[i].ResolveKey(inputs[i].Catalog(), "/Names"));
     }
-    Reread file(teststructure::Finish(out));
+    Reread file(out.Finish());
     const PDValue* names = file.At(file.in.Catalog(), {"/Names"});
     ASSERT_NE(names, nullptr);
     EXPECT_EQ(names->Get("/Dests"), nullptr);
     std::vector<std::string> order;
     for (const auto& [name, action] : Pairs(file, file.At(names, {"/JavaScript"}))) {
         order.push_back(name);
-        EXPECT_EQ(testout::Bytes(file.At(action, {"/JS"})), "app.alert(1)");
+        EXPECT_EQ(Bytes(file.At(action, {"/JS"})), "app.alert(1)");
     }
     EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "d"}));
 }
@@ -205,16 +194,13 @@ TEST(Names, JavaScriptListsMerged) {
 TEST(Names, AcroForm) {
     for (bool withField : {false, true}) {
         SCOPED_TRACE(withField);
-        std::string pdf = teststructure::Document(
-            {{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
-             {3, std::string("<< /Type /Page /Parent 2 0 R ") +
-                     (withField ? "/Annots [6 0 R]" : "") + " >>"},
-             {6, "<< /Type /Annot /Subtype /Widget /FT /Tx /T (name) /Rect [0 0 9 9] >>"}});
-        PDOutputDoc out;
-        out.BeginWriteMemory();
+        MemoryOutput out;
         PDFInput in;
-        teststructure::Open(in, pdf);
-        in.BindOutput(out);
+        Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
+                           {3, std::string("<< /Type /Page /Parent 2 0 R ") +
+                                   (withField ? "/Annots [6 0 R]" : "") + " >>"},
+                           {6, "<< /Type /Annot /Subtype /Widget /FT /Tx /T (name) /Rect [0 0 9 9] "
+                               ">>"}}));
         ASSERT_TRUE(in.Transfer(out, 1, 1));
         int32_t font = out.NewObjectNumber();
         int32_t encoding = out.NewObjectNumber();
@@ -226,7 +212,7 @@ TEST(Names, AcroForm) {
             out.Fields().CalculationOrder().Append(field);
         out.Fields().FormEntries().Dict()->Set("/NeedAppearances",
                                                std::make_unique<PDValue>("true"));
-        Reread file(teststructure::Finish(out));
+        Reread file(out.Finish());
         const PDValue* form = file.At(file.in.Catalog(), {"/AcroForm"});
         EXPECT_EQ(form != nullptr, withField);
         auto text = [&](std::initializer_list<const char*> path) {

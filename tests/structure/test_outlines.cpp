@@ -2,13 +2,12 @@
 #include "structure/pdoutln.h"
 
 #include "pdf/pdlimits.h"
-#include "tests/structure/written_output.h"
+#include "tests/structure/structure_fixture.h"
 
 #include <string>
 #include <vector>
 
-using teststructure::Reread;
-using Objects = std::vector<std::pair<int, std::string>>;
+using namespace teststructure;
 
 namespace {
 
@@ -17,28 +16,26 @@ std::string Input(int pages, const std::string& outlines, Objects objects,
                   const std::string& catalogExtra = "") {
     if (!outlines.empty())
         objects.emplace_back(10, outlines);
-    return testout::WithPages(pages, std::move(objects), "/Outlines 10 0 R " + catalogExtra);
+    return WithPages(pages, std::move(objects), "/Outlines 10 0 R " + catalogExtra);
 }
 
 // Each input transferred and its outline imported; the file written.
 std::string Write(const std::vector<std::string>& inputs) {
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+    MemoryOutput out;
     std::vector<PDFInput> opened(inputs.size());
     for (size_t i = 0; i < inputs.size(); ++i) {
-        teststructure::Open(opened[i], inputs[i]);
-        opened[i].BindOutput(out);
+        Open(opened[i], inputs[i]);
         EXPECT_TRUE(opened[i].Transfer(out, 1, 100));
         out.CreateOutlines().Import(opened[i]);
     }
-    return teststructure::Finish(out);
+    return out.Finish();
 }
 
 // Titles from item on along key.
 std::vector<std::string> Chain(Reread& file, const PDValue* item, const char* key) {
     std::vector<std::string> titles;
     for (int i = 0; item != nullptr && i < 10; ++i, item = file.At(item, {key}))
-        titles.push_back(testout::Bytes(file.At(item, {"/Title"})));
+        titles.push_back(Bytes(file.At(item, {"/Title"})));
     return titles;
 }
 
@@ -109,14 +106,14 @@ TEST(Outlines, Destinations) {
     const PDValue* item = file.At(file.in.Catalog(), {"/Outlines", "/First"});
     for (const auto& c : cases) {
         SCOPED_TRACE(c.title);
-        EXPECT_EQ(testout::Bytes(file.At(item, {"/Title"})), c.title);
+        EXPECT_EQ(Bytes(file.At(item, {"/Title"})), c.title);
         const PDValue* dest = file.At(item, {c.key});
         if (c.key[1] == 'A')
             dest = file.At(dest, {"/D"});
         if (c.page >= 0)
-            EXPECT_EQ(testout::PageOf(file, dest), c.page);
+            EXPECT_EQ(file.PageOf(dest), c.page);
         else
-            EXPECT_EQ(testout::Bytes(dest), "nosuch");
+            EXPECT_EQ(Bytes(dest), "nosuch");
         item = file.At(item, {"/Next"});
     }
 }

@@ -4,20 +4,18 @@
 #include "tests/structure/structure_fixture.h"
 #include "tests/support/diag_capture.h"
 
-using teststructure::Document;
-using teststructure::Finish;
-using teststructure::Reread;
+using namespace teststructure;
 
 namespace {
 
 constexpr int32_t kBias = PDFile::kOutputBias;
-const std::pair<int, std::string> kNoPages = {2, "<< /Type /Pages /Kids [] /Count 0 >>"};
 
-// Field 10 of each input is copied into one output, A first.
+// Field 10 of each input is copied into one output, A first. A parent made for two terminal
+// fields takes the field's type, flags and actions; no widget keeps the actions.
 TEST(FieldStore, SameNamedFieldsOfTwoInputsMerge) {
     const std::string terminal = "<< /T (x) /FT /Tx /Subtype /Widget /Rect [0 0 1 1] >>";
+    const std::string acting = "<< /T (x) /FT /Tx /Ff 4096 /Subtype /Widget /AA << /K << >> >> >>";
     const std::string withKids = "<< /T (x) /FT /Tx /Kids [11 0 R] >>";
-    const std::string kid = "<< /Parent 10 0 R /Subtype /Widget /Rect [0 0 2 2] >>";
     struct Case {
         const char* name;
         std::string a, b;
@@ -25,7 +23,7 @@ TEST(FieldStore, SameNamedFieldsOfTwoInputsMerge) {
         int topKids; // -1: the top-level field has no /Kids
         int children;
     } cases[] = {
-        {"two terminal fields", terminal, terminal, 1, 2, 2},
+        {"two terminal fields", acting, terminal, 1, 2, 2},
         {"terminal, then one with kids", terminal, withKids, 1, 2, 2},
         {"one with kids, then another", withKids, withKids, 1, 2, 2},
         {"one with kids, then terminal", withKids, terminal, 1, 2, 2},
@@ -33,52 +31,36 @@ TEST(FieldStore, SameNamedFieldsOfTwoInputsMerge) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        PDFInput a;
-        PDFInput b;
-        teststructure::Open(a, Document({kNoPages, {10, c.a}, {11, kid}}));
-        teststructure::Open(b, Document({kNoPages, {10, c.b}, {11, kid}}));
-        PDOutputDoc out;
-        out.BeginWriteMemory();
-        a.BindOutput(out);
-        b.BindOutput(out);
+        PDFInput inputs[2];
+        MemoryOutput out;
         DiagCapture diag;
-        ASSERT_TRUE(a.CopyObject(10));
-        ASSERT_TRUE(b.CopyObject(10));
+        for (int i = 0; i < 2; ++i) {
+            Open(inputs[i],
+                 Document({{2, "<< /Type /Pages /Kids [] /Count 0 >>"},
+                           {10, i == 0 ? c.a : c.b},
+                           {11, "<< /Parent 10 0 R /Subtype /Widget /Rect [0 0 2 2] >>"}}));
+            inputs[i].BindOutput(out);
+            ASSERT_TRUE(inputs[i].CopyObject(10));
+        }
         EXPECT_EQ(diag.Text(), "");
         PDFieldStore& fields = out.Fields();
         std::vector<int32_t> top = fields.TopLevelNumbers();
         ASSERT_EQ(top.size(), c.topLevel);
         EXPECT_EQ(fields.ChildCount(), c.children);
-        const PDValue* kids = fields.StoredField(top[0])->Get("/Kids");
+        const PDValue* field = fields.StoredField(top[0]);
+        EXPECT_EQ(field->Get("/FT")->Text(), "/Tx");
+        EXPECT_EQ(field->Get("/Ff") != nullptr, c.a == acting);
+        EXPECT_EQ(field->Get("/AA") != nullptr, c.a == acting);
+        const PDValue* kids = field->Get("/Kids");
         ASSERT_EQ(kids != nullptr ? kids->ElementCount() : -1, c.topKids);
         for (const PDValue* k = kids != nullptr ? kids->First() : nullptr; k; k = k->Next()) {
             const PDValue* stored = fields.StoredField(k->Number());
             ASSERT_NE(stored, nullptr);
             EXPECT_EQ(stored->Get("/T"), nullptr);
+            EXPECT_EQ(stored->Get("/AA"), nullptr);
             EXPECT_EQ(stored->Get("/Parent")->Number(), top[0]);
         }
     }
-}
-
-TEST(FieldStore, MergedParentTakesTheActions) {
-    PDFInput a;
-    PDFInput b;
-    teststructure::Open(a, Document({kNoPages,
-                                     {10, "<< /T (x) /FT /Btn /Ff 65536 /Subtype "
-                                          "/Widget /AA << /K << /S /JavaScript >> >> >>"}}));
-    teststructure::Open(b, Document({kNoPages, {10, "<< /T (x) /FT /Btn /Subtype /Widget >>"}}));
-    PDOutputDoc out;
-    out.BeginWriteMemory();
-    a.BindOutput(out);
-    b.BindOutput(out);
-    a.CopyObject(10);
-    b.CopyObject(10);
-    const PDValue* top = out.Fields().StoredField(out.Fields().TopLevelNumbers()[0]);
-    EXPECT_EQ(top->Get("/FT")->Text(), "/Btn");
-    EXPECT_EQ(top->Get("/Ff")->Number(), 65536);
-    EXPECT_NE(top->Get("/AA"), nullptr);
-    EXPECT_EQ(out.Fields().StoredField(top->Get("/Kids")->Element(0)->Number())->Get("/AA"),
-              nullptr);
 }
 
 std::unique_ptr<PDValue> Font(const std::string& base, const std::string& widths, int first) {
@@ -103,14 +85,13 @@ TEST(FontStore, FilesFontsByBaseNameOnce) {
 }
 
 TEST(FontStore, WriterFillsWidthsAndRenamesNarrowerFonts) {
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+    MemoryOutput out;
     int32_t narrow = out.NewObjectNumber(); // file number 1
     int32_t wide = out.NewObjectNumber();
     out.Fonts().SetRenaming(false);
     out.Fonts().StoreFont(Font("/ABCDEF+Helvetica", "[0 500 0]", 32), narrow);
     out.Fonts().StoreFont(Font("/Helvetica", "[250 0 0 600]", 32), wide);
-    Reread back(Finish(out));
+    Reread back(out.Finish());
     ASSERT_TRUE(back.ok);
     struct Case {
         int32_t number;
@@ -140,24 +121,22 @@ TEST(FontStore, SubsetTagDividesByTenButWritesBaseSixteen) {
 
 TEST(Transfer, WidgetsFieldsAndFontsGoToTheStores) {
     PDFInput in;
-    teststructure::Open(
-        in, Document({{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
-                      {3, "<< /Type /Page /Parent 2 0 R /Annots [10 0 R] >>"},
-                      {10, "<< /Type /Annot /Subtype /Widget /T (w) /FT /Tx /Rect [0 0 9 9] /AP "
-                           "<< /N 11 0 R >> >>"},
-                      {11, "/Type /XObject /Subtype /Form /BBox [0 0 9 9] /Resources << /Font << "
-                           "/Helv 12 0 R >> >>stream:BT /Helv 9 Tf ET"},
-                      {12, "<< /Type /Font /Subtype /TrueType /BaseFont /ABCDEF+Arial /FirstChar "
-                           "32 /LastChar 33 /Widths 13 0 R >>"},
-                      {13, "[278 0]"}}));
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+    Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
+                       {3, "<< /Type /Page /Parent 2 0 R /Annots [10 0 R] >>"},
+                       {10, "<< /Type /Annot /Subtype /Widget /T (w) /FT /Tx /Rect [0 0 9 9] /AP "
+                            "<< /N 11 0 R >> >>"},
+                       {11, "/Type /XObject /Subtype /Form /BBox [0 0 9 9] /Resources << /Font << "
+                            "/Helv 12 0 R >> >>stream:BT /Helv 9 Tf ET"},
+                       {12, "<< /Type /Font /Subtype /TrueType /BaseFont /ABCDEF+Arial /FirstChar "
+                            "32 /LastChar 33 /Widths 13 0 R >>"},
+                       {13, "[278 0]"}}));
+    MemoryOutput out;
     ASSERT_TRUE(in.Transfer(out, 1, 1));
     EXPECT_EQ(out.Fields().TopLevelNumbers().size(), 1u);
     ASSERT_EQ(out.Fonts().Resources().size(), 1u);
     EXPECT_EQ(out.Fonts().Resources()[0].first, "/Helv");
     EXPECT_EQ(out.Fonts().FontCount("/Arial"), 1);
-    Reread back(Finish(out));
+    Reread back(out.Finish());
     ASSERT_TRUE(back.ok);
     const PDValue* widget = back.At(back.Page(0), {"/Annots", "0"});
     EXPECT_EQ(back.At(widget, {"/T"})->Text(), "(w)");

@@ -4,13 +4,11 @@
 #include "tests/structure/structure_fixture.h"
 #include "tests/support/diag_capture.h"
 
-using teststructure::Document;
-using teststructure::Finish;
-using teststructure::Reread;
+using namespace teststructure;
 
 namespace {
 
-const std::vector<std::pair<int, std::string>> kOnePage = {
+const Objects kOnePage = {
     {2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
     {3, "<< /Type /Page /Parent 2 0 R /Resources 4 0 R /Contents 5 0 R >>"},
     {4, "<< /Font << /F1 6 0 R >> >>"},
@@ -29,94 +27,66 @@ public:
     }
 };
 
-TEST(Transfer, RepeatedIntoOneOutputSharesAllButHeldObjects) {
+// Within one output everything but held objects is shared; a second output gets its own copies.
+TEST(Transfer, RepeatedAndIntoASecondOutput) {
     HoldingInput in;
-    teststructure::Open(in, Document(kOnePage));
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+    Open(in, Document(kOnePage));
+    MemoryOutput out;
     ASSERT_TRUE(in.Transfer(out, 1, 1));
     ASSERT_TRUE(in.Transfer(out, 1, 1));
     EXPECT_EQ(in.TransferredPageCount(), 2);
     EXPECT_EQ(in.OutputPageIndex(1), 1);
-    Reread back(Finish(out));
-    ASSERT_TRUE(back.ok);
+    Reread back(out.Finish());
     ASSERT_EQ(back.pages.size(), 2u);
     EXPECT_NE(back.pages[0], back.pages[1]);
     EXPECT_EQ(back.At(back.Page(0), {"/Resources"})->Number(),
               back.At(back.Page(1), {"/Resources"})->Number());
     EXPECT_NE(back.At(back.Page(0), {"/Contents"})->Number(),
               back.At(back.Page(1), {"/Contents"})->Number());
-    EXPECT_EQ(back.At(back.Page(1), {"/Resources", "/Font", "/F1", "/BaseFont"})->Text(),
-              "/Helvetica");
     EXPECT_EQ(out.ErrorCode(), 0);
-}
 
-TEST(Transfer, SecondOutputGetsItsOwnCopies) {
-    PDFInput in;
-    teststructure::Open(in, Document(kOnePage));
-    PDOutputDoc first;
-    first.BeginWriteMemory();
-    ASSERT_TRUE(in.Transfer(first, 1, 1));
-    Finish(first);
-    PDOutputDoc second;
-    second.BeginWriteMemory();
+    MemoryOutput second;
     ASSERT_TRUE(in.Transfer(second, 1, 1));
-    Reread back(Finish(second));
-    ASSERT_TRUE(back.ok);
-    ASSERT_EQ(back.pages.size(), 1u);
-    EXPECT_EQ(back.At(back.Page(0), {"/Resources", "/Font", "/F1", "/BaseFont"})->Text(),
-              "/Helvetica");
-    EXPECT_NE(back.At(back.Page(0), {"/Contents"}), nullptr);
+    Reread again(second.Finish());
+    ASSERT_EQ(again.pages.size(), 1u);
+    for (Reread* file : {&back, &again}) {
+        EXPECT_EQ(file->At(file->Page(0), {"/Resources", "/Font", "/F1", "/BaseFont"})->Text(),
+                  "/Helvetica");
+        EXPECT_NE(file->At(file->Page(0), {"/Contents"}), nullptr);
+    }
 }
 
 TEST(Transfer, PageRangeAndMissingTree) {
-    PDFInput in;
-    teststructure::Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>"},
-                                      {3, "<< /Type /Page /Parent 2 0 R /Rotate 1 >>"},
-                                      {4, "<< /Type /Page /Parent 2 0 R /Rotate 2 >>"},
-                                      {5, "<< /Type /Page /Parent 2 0 R /Rotate 3 >>"}}));
-    PDOutputDoc out;
-    out.BeginWriteMemory();
-    ASSERT_TRUE(in.Transfer(out, 2, 3));
-    Reread back(Finish(out));
+    Reread back(CopyPages(Document({{2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>"},
+                                    {3, "<< /Type /Page /Parent 2 0 R /Rotate 1 >>"},
+                                    {4, "<< /Type /Page /Parent 2 0 R /Rotate 2 >>"},
+                                    {5, "<< /Type /Page /Parent 2 0 R /Rotate 3 >>"}}),
+                          2, 3));
     ASSERT_EQ(back.pages.size(), 2u);
     EXPECT_EQ(back.Page(0)->Get("/Rotate")->Number(), 2);
 
     PDFInput broken;
-    teststructure::Open(broken, Document({{2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>"}}));
-    PDOutputDoc out2;
-    out2.BeginWriteMemory();
-    EXPECT_FALSE(broken.Transfer(out2, 1, 1));
+    Open(broken, Document({{2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>"}}));
+    MemoryOutput out;
+    EXPECT_FALSE(broken.Transfer(out, 1, 1));
     EXPECT_EQ(broken.ErrorCode(), 1006);
 }
 
 // Each action names the next through /Next: far more links than any nesting limit allows.
 TEST(Transfer, LongNextChainIsCopiedWhole) {
     constexpr int kLinks = 100000;
-    constexpr int kFirst = 10;
-    std::vector<std::pair<int, std::string>> objects = {
-        {2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
-        {3, "<< /Type /Page /Parent 2 0 R /Annots [4 0 R] >>"},
-        {4, "<< /Type /Annot /Subtype /Link /Rect [0 0 1 1] /A 10 0 R >>"},
-    };
+    Objects objects = {{4, "<< /Type /Annot /Subtype /Link /Rect [0 0 1 1] /A 10 0 R >>"}};
     for (int i = 0; i < kLinks; ++i) {
-        std::string next =
-            i + 1 < kLinks ? " /Next " + std::to_string(kFirst + i + 1) + " 0 R" : "";
-        objects.emplace_back(kFirst + i,
+        std::string next = i + 1 < kLinks ? " /Next " + std::to_string(11 + i) + " 0 R" : "";
+        objects.emplace_back(10 + i,
                              "<< /S /JavaScript /JS (" + std::to_string(i) + ")" + next + " >>");
     }
-    PDFInput in;
-    teststructure::Open(in, Document(objects));
-    PDOutputDoc out;
-    out.BeginWriteMemory();
-    ASSERT_TRUE(in.Transfer(out, 1, 1));
-    Reread back(Finish(out));
-    ASSERT_TRUE(back.ok);
-    const PDValue* action = back.At(back.Page(0), {"/Annots", "0", "/A"});
-    ASSERT_NE(action, nullptr);
+    objects.emplace_back(3, "<< /Type /Page /Parent 2 0 R /Annots [4 0 R] >>");
+    objects.emplace_back(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+    Reread back(CopyPages(Document(objects), 1, 1));
     int links = 0;
-    for (const PDValue* resolved = back.in.Resolve(action); resolved != nullptr && links <= kLinks;
-         resolved = back.in.Resolve(resolved->Get("/Next")))
+    for (const PDValue* a = back.At(back.Page(0), {"/Annots", "0", "/A"}); a && links <= kLinks;
+         a = back.At(a, {"/Next"}))
         ++links;
     EXPECT_EQ(links, kLinks);
 }
@@ -124,12 +94,11 @@ TEST(Transfer, LongNextChainIsCopiedWhole) {
 TEST(RefCopier, UnreadableTargetsDropTheirDictionaryEntry) {
     for (bool caching : {true, false}) {
         SCOPED_TRACE(caching);
-        std::vector<std::pair<int, std::string>> objects = kOnePage;
+        Objects objects = kOnePage;
         objects.emplace_back(8, "null"); // 7 is missing; 99 lies beyond every object
         PDFInput in;
-        teststructure::Open(in, Document(objects));
-        PDOutputDoc out;
-        out.BeginWriteMemory();
+        Open(in, Document(objects));
+        MemoryOutput out;
         in.BindOutput(out);
         auto value = testpdf::ParseText("<< /A 7 0 R /B [7 0 R 6 0 R] /C 6 0 R /D 99 0 R "
                                         "/E 10000005 0 R >>");
@@ -147,11 +116,10 @@ TEST(RefCopier, UnreadableTargetsDropTheirDictionaryEntry) {
 
 TEST(Transfer, CopyFlags) {
     PDFInput in;
-    teststructure::Open(in, Document(kOnePage)); // objects 0..6: the total is 7
-    EXPECT_TRUE(in.NeedsCopy(4));                // no flags yet
-    in.NewObj(PDValue::MakeInteger(1));          // number 7; total 8
-    PDOutputDoc out;
-    out.BeginWriteMemory();
+    Open(in, Document(kOnePage));       // objects 0..6: the total is 7
+    EXPECT_TRUE(in.NeedsCopy(4));       // no flags yet
+    in.NewObj(PDValue::MakeInteger(1)); // number 7; total 8
+    MemoryOutput out;
     in.BindOutput(out);
     in.MarkCopied(4, true);
     struct Case {
@@ -168,7 +136,7 @@ TEST(Transfer, CopyFlags) {
 
 TEST(Transfer, ReleaseObjKeepsCurrentPageAndNewObjects) {
     PDFInput in;
-    teststructure::Open(in, Document(kOnePage));
+    Open(in, Document(kOnePage));
     PDInputObj* page = in.GetObj(3);
     in.GetObj(4);
     in.GetObj(6);

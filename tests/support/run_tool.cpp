@@ -112,3 +112,30 @@ std::string MaskVarying(std::string pdf) {
     }
     return pdf;
 }
+
+std::string Shell(const std::string& cmd, int* status) {
+    std::string out;
+    FILE* p = popen(("timeout 300 " + cmd).c_str(), "r");
+    if (p == nullptr)
+        return out;
+    char buf[65536];
+    for (size_t n; (n = std::fread(buf, 1, sizeof buf, p)) > 0;)
+        out.append(buf, n);
+    int rc = pclose(p);
+    if (status != nullptr)
+        *status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
+    return out;
+}
+
+bool Have(const std::string& probe) {
+    int status = -1;
+    Shell(probe + " >/dev/null 2>&1", &status);
+    return status == 0;
+}
+
+std::string Quote(const std::string& s) {
+    std::string q = "'";
+    for (char c : s)
+        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+}

@@ -20,6 +20,14 @@ std::string ReadFile(const std::string& path);
 // offsets.
 std::string MaskVarying(std::string pdf);
 
+// A shell command's standard output and (when status is given) its exit status, -1 when it did
+// not exit normally; killed after five minutes. Safe to call from several threads.
+std::string Shell(const std::string& cmd, int* status = nullptr);
+// Whether the probe command (e.g. "qpdf --version") runs and succeeds.
+bool Have(const std::string& probe);
+// The text as one single-quoted shell word.
+std::string Quote(const std::string& s);
+
 struct ToolResult {
     int status = -1; // exit status; -1 when the program could not be run or did not exit normally
     std::string out;
