@@ -2,7 +2,6 @@
 
 #include "pdf/pdkeys.h"
 #include "pdf/pdstring.h"
-#include "structure/pdrefcopier.h"
 
 #include <climits>
 #include <cstdio>
@@ -124,14 +123,7 @@ bool PDFormDocument::ImportPages() {
 
 // A deep copy of a template value whose references are pulled into the output and renumbered.
 std::unique_ptr<PDValue> PDFormDocument::CopiedValue(const PDValue& value) {
-    std::unique_ptr<PDValue> copy = value.Copy();
-    if (!copy)
-        return nullptr;
-    RefCopier copier(*m_template, *this, true);
-    copier.Walk(*copy, nullptr);
-    int map = m_template->MapIndex();
-    copy->RenumberReferences([this, map](int32_t n) { return MapId(n, map); });
-    return copy;
+    return m_template->CopyIntoOutput(value, true);
 }
 
 // The form's fields come first, in the order of /Fields, so the output lists them alike.

@@ -173,6 +173,8 @@ public:
     void ReleaseNumber(int32_t biased);
     // The number as written in the file: n modulo the bias after mapping input numbers.
     int32_t FileNumber(int32_t n, int map);
+    // Every input reference under value becomes its biased output number in map.
+    void RenumberToOutput(PDValue& value, int map);
 
     // The token layer: one blank between tokens, lines wrapped before column 75, CRLF.
     bool WriteToken(std::string_view token);
@@ -186,8 +188,6 @@ public:
     // The serialiser: references mapped through map, strings encrypted when the output is. A
     // null value sets error 1009 and writes nothing.
     bool WriteValue(const PDValue* value, int map);
-    // "<<" entries ">>"; with skipEmpty, entries whose value is an empty dictionary are left out.
-    bool WriteDictionary(const PDValue& dict, int map, bool skipEmpty = false);
     // Bytes as a string token: hexadecimal or literal (PDStringMode), encrypted when the output is.
     bool WriteStringBytes(const uint8_t* bytes, int length, int mode);
     // "m 0 obj" for input or biased number n. False when m was written before (error 1007, nothing

@@ -134,6 +134,10 @@ int32_t PDFile::FileNumber(int32_t n, int map) {
     return MapId(n, map) % kOutputBias;
 }
 
+void PDFile::RenumberToOutput(PDValue& value, int map) {
+    value.RenumberReferences([this, map](int32_t n) { return MapId(n, map); });
+}
+
 bool PDFile::IsWritten(int32_t n) const noexcept {
     if (!m_out)
         return false;
@@ -268,25 +272,6 @@ bool PDFile::WriteValue(const PDValue* value, int map) {
         stack.pop_back();
     }
     return ok;
-}
-
-bool PDFile::WriteDictionary(const PDValue& dict, int map, bool skipEmpty) {
-    if (dict.Kind() != kPDDictionary)
-        return WriteValue(&dict, map);
-    bool lineEntries = m_out && m_out->tokens.Column() <= 0;
-    bool ok = WriteToken("<<");
-    PDValue* value = nullptr;
-    const char* key = nullptr;
-    for (int i = 0; dict.Dict()->Entry(i, &value, &key); ++i) {
-        if (skipEmpty && value != nullptr && value->Kind() == kPDDictionary &&
-            value->Dict()->Count() == 0 && !value->HasStream())
-            continue;
-        ok = WriteToken(key) && ok;
-        ok = WriteValue(value, map) && ok;
-        if (lineEntries)
-            ok = NewLine() && ok;
-    }
-    return WriteToken(">>") && ok;
 }
 
 // ------------------------------------------------------------------ objects

@@ -18,7 +18,7 @@ namespace {
 std::unique_ptr<PDValue> Renumbered(const PDValue& value, PDOutputDoc& output, int map) {
     std::unique_ptr<PDValue> copy = value.Copy();
     if (copy != nullptr)
-        copy->RenumberReferences([&output, map](int32_t n) { return output.MapId(n, map); });
+        output.RenumberToOutput(*copy, map);
     return copy;
 }
 

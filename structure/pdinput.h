@@ -124,6 +124,9 @@ public:
     // Pulls object n, and what it references, into the bound output unless it is there already.
     // False when n cannot be read or no output is bound.
     bool CopyObject(int32_t n);
+    // A deep copy of value whose references are pulled into the bound output and renumbered
+    // there (caching: targets stay in the cache). Null without a bound output.
+    std::unique_ptr<PDValue> CopyIntoOutput(const PDValue& value, bool caching);
     // Pages transferred into the bound output, and the 0-based output page index of the p-th of
     // them (p from 0; -1 when out of range).
     int TransferredPageCount() const noexcept { return m_outputPages.Count(); }

@@ -91,7 +91,7 @@ bool PDInputObj::TransferFont(PDOutputDoc& output) {
     std::unique_ptr<PDValue> copy = value->Copy();
     if (copy == nullptr)
         return false;
-    copy->RenumberReferences([&output, map](int32_t n) { return output.MapId(n, map); });
+    output.RenumberToOutput(*copy, map);
     output.Fonts().StoreFont(std::move(copy), number);
     return true;
 }

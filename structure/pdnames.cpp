@@ -7,7 +7,6 @@
 #include "structure/pdinput.h"
 #include "structure/pdnames_table.h"
 #include "structure/pdoutput.h"
-#include "structure/pdrefcopier.h"
 
 #include <functional>
 #include <string_view>
@@ -125,17 +124,7 @@ bool PDNameTreeWalk::Admits(const PDValue& node) {
 
 // A copy of value whose references are pulled into the input's output and renumbered there.
 std::unique_ptr<PDValue> CopiedValue(PDFInput& input, const PDValue& value) {
-    PDOutputDoc* output = input.Output();
-    if (output == nullptr)
-        return nullptr;
-    std::unique_ptr<PDValue> copy = value.Copy();
-    if (!copy)
-        return nullptr;
-    RefCopier copier(input, *output, false);
-    copier.Walk(*copy, nullptr);
-    int map = input.MapIndex();
-    copy->RenumberReferences([output, map](int32_t n) { return output->MapId(n, map); });
-    return copy;
+    return input.CopyIntoOutput(value, false);
 }
 
 // Where the destinations of one input lead: input page object number -> page position.

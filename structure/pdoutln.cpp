@@ -229,7 +229,7 @@ bool PDOutlineRoot::ImportItem(Node& parent, PDFInput& input, int32_t number, in
         RewriteGoTo(*action, input, m_output);
     PDOutlineCopier copier(input, m_output, m_tree);
     copier.Walk(*dict, held.Get());
-    dict->RenumberReferences([this, map](int32_t n) { return m_output.MapId(n, map); });
+    m_output.RenumberToOutput(*dict, map);
     held.Clear();
 
     auto item = std::make_unique<Node>();

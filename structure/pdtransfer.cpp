@@ -154,6 +154,18 @@ bool PDFInput::CopyObject(int32_t n) {
     return true;
 }
 
+std::unique_ptr<PDValue> PDFInput::CopyIntoOutput(const PDValue& value, bool caching) {
+    if (m_output == nullptr)
+        return nullptr;
+    std::unique_ptr<PDValue> copy = value.Copy();
+    if (!copy)
+        return nullptr;
+    RefCopier copier(*this, *m_output, caching);
+    copier.Walk(*copy, nullptr);
+    m_output->RenumberToOutput(*copy, m_mapIndex);
+    return copy;
+}
+
 // Held objects go out last, so that every change made during the transfer is in them; each
 // transfer writes them again under new numbers.
 void PDFInput::CopyHeld() {
