@@ -70,11 +70,13 @@ function(quillet_add_variant suffix flags)
     target_link_libraries(marrow_tests${suffix} PRIVATE quillet_tool${suffix} GTest::gtest
                           GTest::gtest_main quillet_warnings)
     target_compile_definitions(marrow_tests${suffix} PRIVATE
-      QUILLET_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-      QUILLET_CORPUS_DIR="${PROJECT_SOURCE_DIR}/../shared/corpus")
-    add_test(NAME unit${suffix} COMMAND marrow_tests${suffix})
-    set_tests_properties(unit${suffix} PROPERTIES LABELS "${label}"
+      QUILLET_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+    add_test(NAME unit${suffix} COMMAND marrow_tests${suffix} --gtest_filter=-Corpus*)
+    add_test(NAME corpus${suffix} COMMAND ${PROJECT_SOURCE_DIR}/tests/corpus/run_corpus.sh
+             $<TARGET_FILE:marrow_tests${suffix}>)
+    set_tests_properties(unit${suffix} corpus${suffix} PROPERTIES LABELS "${label}"
       ENVIRONMENT "QUILLET_BIN=$<TARGET_FILE:quillet${suffix}>")
+    set_tests_properties(corpus${suffix} PROPERTIES SKIP_RETURN_CODE 77)
   endif()
 endfunction()
 

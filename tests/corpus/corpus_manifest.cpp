@@ -1,6 +1,7 @@
 #include "tests/corpus/corpus_manifest.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -37,8 +38,15 @@ int Number(const std::string& s) {
 
 } // namespace
 
+std::string SharedDir() {
+    // The ctest wrapper names the folder it found beside the source tree it runs from; a test binary
+    // started by hand looks beside the source tree it was built from.
+    const char* env = std::getenv("QUILLET_SHARED_DIR");
+    return env != nullptr && *env != '\0' ? env : QUILLET_SOURCE_DIR "/../shared";
+}
+
 std::string CorpusDir() {
-    return QUILLET_CORPUS_DIR;
+    return SharedDir() + "/corpus";
 }
 
 std::vector<CorpusFile> LoadCorpusManifest() {

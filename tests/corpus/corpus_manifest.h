@@ -18,4 +18,6 @@ struct CorpusFile {
 
 // Empty when the corpus folder is absent.
 std::vector<CorpusFile> LoadCorpusManifest();
+// The shared data folder (corpus, benchmark forms) and its corpus; the files may be absent.
+std::string SharedDir();
 std::string CorpusDir();
