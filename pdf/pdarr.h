@@ -3,6 +3,7 @@
 
 #include "pdf/pddiag.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -12,7 +13,8 @@ public:
 
     void Append(T item) {
         if (m_items.size() == m_items.capacity())
-            m_items.reserve(m_items.size() + static_cast<size_t>(m_step));
+            m_items.reserve(std::max(m_items.size() + static_cast<size_t>(m_step),
+                                     m_items.size() + m_items.size() / 2));
         m_items.push_back(item);
     }
     // Item at i; out of range reports and gives a zero item.

@@ -107,7 +107,8 @@ int PDDict::Intern(const char* key, int length) {
     if (SlotsInUse() >= pdlimits::kMaxDictKeys)
         return -1;
     if (SlotsInUse() >= m_capacity) {
-        m_capacity = std::min(m_capacity + kGrowSlots, pdlimits::kMaxDictKeys);
+        m_capacity = std::min(std::max(m_capacity + kGrowSlots, m_capacity + m_capacity / 2),
+                              pdlimits::kMaxDictKeys);
         m_values.resize(static_cast<size_t>(m_capacity));
     }
     // Owned key storage never moves its bytes: a PDStr keeps its buffer when the vector grows.

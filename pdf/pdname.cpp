@@ -38,6 +38,25 @@ private:
     bool m_escapes = false;
 };
 
+bool IsNameDelimiter(uint8_t c) noexcept {
+    switch (c) {
+    case '#':
+    case '/':
+    case '(':
+    case ')':
+    case '<':
+    case '>':
+    case '[':
+    case ']':
+    case '{':
+    case '}':
+    case '%':
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 PDStr PDEncodeName(const char* bytes, int length) {
@@ -46,14 +65,14 @@ PDStr PDEncodeName(const char* bytes, int length) {
     const auto* p = reinterpret_cast<const uint8_t*>(bytes);
     for (int i = 0; p != nullptr && i < length; ++i) {
         uint8_t c = p[i];
-        if (c > 0x20 && c < 0x7F) {
+        // '#' and the delimiters are escaped too, so that the name reads back as the same bytes.
+        if (c > 0x20 && c < 0x7F && !IsNameDelimiter(c)) {
             out.Append(static_cast<char>(c));
             continue;
         }
-        // Deliberate: the low nibble's digit comes first (a space is #02); files depend on it.
         out.Append('#');
-        out.Append(kDigits[c & 0x0F]);
         out.Append(kDigits[c >> 4]);
+        out.Append(kDigits[c & 0x0F]);
     }
     return out;
 }

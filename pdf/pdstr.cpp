@@ -2,6 +2,7 @@
 
 #include "pdf/pddiag.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -129,7 +130,10 @@ void PDStr::Grow(int added) {
         PDThrowAlloc();
     if (newLength < m_capacity)
         return;
-    auto size = static_cast<int32_t>(newLength + kGrowSlack);
+    // Growing by half of what is held keeps a long run of appends linear overall.
+    int64_t wanted = std::max(newLength + kGrowSlack, int64_t{m_capacity} + m_capacity / 2);
+    auto size =
+        static_cast<int32_t>(std::min<int64_t>(wanted, std::numeric_limits<int32_t>::max()));
     char* block = m_capacity > 0 ? static_cast<char*>(std::realloc(m_text, Unsigned(size)))
                                  : static_cast<char*>(std::malloc(Unsigned(size)));
     if (block == nullptr)
