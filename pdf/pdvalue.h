@@ -201,7 +201,7 @@ private:
     friend class PDValue;
 };
 
-// Name encoding: raw bytes to "/..." with #XY escapes (digits in reversed order, low nibble first).
+// Name encoding: raw bytes to "/..." with #XY escapes for blanks, controls, delimiters and "#".
 PDStr PDEncodeName(const char* bytes, int length);
 // Name decoding: slash dropped, #hh escapes resolved; a text without the slash is copied.
 PDStr PDDecodeName(const char* text, int length);
