@@ -1,9 +1,9 @@
 #include "tool/control_file.h"
 
-#include "tool/assignment.h"
-
 #include <cerrno>
 #include <cstring>
+
+#include <sys/stat.h>
 
 PDControlFile::LineEnd PDControlFile::ReadPhysical(std::string& line) {
     line.clear();
@@ -57,34 +57,50 @@ bool PDControlFile::NextLine(std::string& line) {
 
 namespace {
 
-void ReportOpenFailure(const char* name, RunStreams& io) {
-    int error = errno;
+void ReportOpenFailure(const char* name, int error, RunStreams& io) {
     std::fprintf(io.err, "File open failed (%s)\n", name);
     // What perror("") prints, sent to the run's error stream so that it can be captured.
     std::fprintf(io.err, "%s\n", std::strerror(error));
 }
 
-void CarryOutLines(FILE* file, FormSession& session, bool quiet, RunStreams& io) {
+void ReadLines(FILE* file, std::vector<std::string>& lines) {
     PDControlFile control(file);
     std::string line;
-    while (control.NextLine(line)) {
-        CarryOutAssignment(line, session, quiet, io);
+    while (control.NextLine(line))
+        lines.push_back(line);
+}
+
+// Opening a folder for reading succeeds here; reading it would fail on the first byte, so it is
+// refused at the open like any file that cannot be read.
+FILE* OpenControlFile(const char* name, int& error) {
+    FILE* file = std::fopen(name, "r");
+    if (file == nullptr) {
+        error = errno;
+        return nullptr;
     }
+    struct stat info {};
+    if (::fstat(::fileno(file), &info) == 0 && S_ISDIR(info.st_mode)) {
+        std::fclose(file);
+        error = EISDIR;
+        return nullptr;
+    }
+    return file;
 }
 
 } // namespace
 
-void CarryOutControlFile(const char* arg, FormSession& session, bool quiet, RunStreams& io) {
+void ReadControlFile(const char* arg, std::vector<std::string>& lines, RunStreams& io) {
     const char* name = arg + 1;
     if (*name == '\0') {
-        CarryOutLines(io.in, session, quiet, io);
+        ReadLines(io.in, lines);
         return;
     }
-    FILE* file = std::fopen(name, "r");
+    int error = 0;
+    FILE* file = OpenControlFile(name, error);
     if (file == nullptr) {
-        ReportOpenFailure(name, io);
+        ReportOpenFailure(name, error, io);
         return;
     }
-    CarryOutLines(file, session, quiet, io);
+    ReadLines(file, lines);
     std::fclose(file);
 }

@@ -6,8 +6,7 @@
 
 #include <cstdio>
 #include <string>
-
-class FormSession;
+#include <vector>
 
 // Splits a file into logical lines. A physical line ends at any byte below 32; '#' starts a comment
 // line; a line ending in a backslash continues on the next, joined by one line break.
@@ -29,6 +28,8 @@ private:
     bool m_ended = false;
 };
 
-// Carries out every line of the control file that arg ("@name" or "@") names. A file that cannot
-// be opened is reported and skipped.
-void CarryOutControlFile(const char* arg, FormSession& session, bool quiet, RunStreams& io);
+// Appends every logical line of the control file that arg ("@name" or "@") names to lines. The
+// lines are read before anything is carried out, so that standard input is read once and an
+// assignment the run cannot carry out is refused before the output exists. A file that cannot be
+// opened or read (a folder, say) is reported with the system's reason and skipped.
+void ReadControlFile(const char* arg, std::vector<std::string>& lines, RunStreams& io);

@@ -7,9 +7,6 @@
 #include <cstdio>
 #include <string>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 bool PDMarrowSession::OpenTemplate(const char* name) {
     m_template = std::make_unique<PDFormTemplate>();
     if (m_template->OpenRead(name))
@@ -54,39 +51,33 @@ bool PDMarrowSession::TemplateHasOutline() {
     return m_template && PDOutlineRoot::OpenCount(*m_template) != 0;
 }
 
-namespace {
-
-// "dir/name.pdf" -> "dir/.name.pdf.<pid>.tmp": same directory, so the rename cannot cross file
-// systems.
-std::string TemporaryNameFor(const std::string& name) {
-    size_t slash = name.rfind('/');
-    size_t base = slash == std::string::npos ? 0 : slash + 1;
-    return name.substr(0, base) + "." + name.substr(base) + "." + std::to_string(::getpid()) +
-           ".tmp";
-}
-
-} // namespace
-
 PDMarrowSession::PDMarrowSession() : m_document(std::make_unique<PDFormDocument>()) {}
 
 PDMarrowSession::~PDMarrowSession() {
-    DiscardTemporary();
+    m_target.Discard();
     m_document.reset(); // detaches the template first
     m_template.reset();
 }
 
-void PDMarrowSession::DiscardTemporary() {
-    if (!m_temporaryName.empty())
-        ::unlink(m_temporaryName.c_str());
-    m_temporaryName.clear();
+// Deleting, adding and flattening fields are not built yet.
+bool PDMarrowSession::Supports(Operation operation) const {
+    (void)operation;
+    return false;
 }
 
 bool PDMarrowSession::CreateOutputFile(const char* name) {
-    m_outputName = name;
-    m_temporaryName = TemporaryNameFor(m_outputName);
-    if (m_document->CreateFile(m_temporaryName.c_str()))
+    m_toFile = false;
+    if (!m_target.Prepare(name))
+        return false;
+    m_toFile = true;
+    if (m_target.GetMode() == PDOutputTarget::Mode::kInPlace) {
+        m_document->CreateInMemory();
         return true;
-    m_temporaryName.clear();
+    }
+    if (m_document->CreateFile(m_target.WriteName().c_str()))
+        return true;
+    m_target.Discard();
+    m_toFile = false;
     return false;
 }
 
@@ -156,19 +147,13 @@ void PDMarrowSession::WriteCatalog() {
 
 bool PDMarrowSession::CloseOutput() {
     bool ok = m_document->Close();
-    if (m_temporaryName.empty())
+    if (!m_toFile)
         return ok;
-    if (ok) {
-        // A file that existed keeps its permissions.
-        struct stat old {};
-        if (::stat(m_outputName.c_str(), &old) == 0)
-            ::chmod(m_temporaryName.c_str(), old.st_mode & 07777);
-        ok = ::rename(m_temporaryName.c_str(), m_outputName.c_str()) == 0;
-    }
-    if (ok)
-        m_temporaryName.clear();
-    else
-        DiscardTemporary();
+    std::vector<uint8_t> image;
+    if (ok && m_target.GetMode() == PDOutputTarget::Mode::kInPlace)
+        image = TakeMemoryImage();
+    ok = ok && m_target.Commit(image);
+    m_target.Discard();
     return ok;
 }
 

@@ -4,15 +4,16 @@
 #include "forms/form_document.h"
 #include "forms/form_template.h"
 #include "tool/form_session.h"
+#include "tool/output_target.h"
 
 #include <memory>
-#include <string>
 
 class PDMarrowSession final : public FormSession {
 public:
     PDMarrowSession();
     ~PDMarrowSession() override;
 
+    bool Supports(Operation operation) const override;
     bool OpenTemplate(const char* name) override;
     bool TemplateIsEncrypted() override;
     PasswordResult SetTemplatePassword(const char* password) override;
@@ -43,13 +44,10 @@ public:
     std::vector<uint8_t> TakeMemoryImage() override;
 
 private:
-    void DiscardTemporary();
-
     // Built in this order and destroyed in the reverse one: the output, then the template.
     std::unique_ptr<PDFormDocument> m_document;
     std::unique_ptr<PDFormTemplate> m_template;
-    // The output is written under a temporary name beside the real one and renamed into place
-    // only when it is complete, so a failed run never leaves half a file or spoils an old one.
-    std::string m_outputName;
-    std::string m_temporaryName;
+    // A failed or interrupted run never leaves half a file or spoils an old one.
+    PDOutputTarget m_target;
+    bool m_toFile = false;
 };

@@ -6,6 +6,7 @@
 #include "tool/usage.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace {
@@ -70,15 +71,43 @@ void ApplyFontSizes(const PDRunRequest& request, FormSession& session) {
     }
 }
 
-void CarryOutAssignments(int argc, char** argv, const PDRunRequest& request, FormSession& session,
-                         RunStreams& io) {
+// Control files are read here, once and before the output exists: standard input cannot be read
+// twice, and every assignment must be known before anything is created.
+std::vector<std::string> GatherAssignments(int argc, char** argv, const PDRunRequest& request,
+                                           RunStreams& io) {
+    std::vector<std::string> assignments;
     for (int i = request.firstAssignment; i < argc && argv[i] != nullptr; ++i) {
-        if (argv[i][0] == '@') {
-            CarryOutControlFile(argv[i], session, request.quiet, io);
-        } else {
-            CarryOutAssignment(argv[i], session, request.quiet, io);
-        }
+        if (argv[i][0] == '@')
+            ReadControlFile(argv[i], assignments, io);
+        else
+            assignments.emplace_back(argv[i]);
     }
+    return assignments;
+}
+
+const char* UnavailableOperation(const PDRunRequest& request,
+                                 const std::vector<std::string>& assignments,
+                                 const FormSession& session) {
+    using Op = FormSession::Operation;
+    if (request.flatten && !session.Supports(Op::kFlatten))
+        return "flattening";
+    for (const std::string& text : assignments) {
+        if (text.starts_with('-') && !session.Supports(Op::kDeleteField))
+            return "deleting fields";
+        if (text.starts_with('+') && !session.Supports(Op::kAddField))
+            return "adding fields";
+    }
+    return nullptr;
+}
+
+void CarryOutAssignments(const std::vector<std::string>& assignments, const PDRunRequest& request,
+                         FormSession& session, RunStreams& io) {
+    // Standard output carries only the PDF when the PDF goes there.
+    RunStreams reports = io;
+    if (WritesToStdout(request))
+        reports.out = io.err;
+    for (const std::string& text : assignments)
+        CarryOutAssignment(text, session, request.quiet, reports);
 }
 
 // False when the output could not be written (nothing is left behind then).
@@ -93,13 +122,13 @@ bool TransferDocument(FormSession& session) {
     return session.CloseOutput();
 }
 
-void WriteMemoryImage(FormSession& session, RunStreams& io) {
+// False when standard output did not take every byte (a full disk, a closed pipe).
+bool WriteMemoryImage(FormSession& session, RunStreams& io) {
     // Binary mode needs no switch on this platform: the bytes go out unchanged in one write.
     std::vector<uint8_t> image = session.TakeMemoryImage();
-    if (!image.empty()) {
-        std::fwrite(image.data(), 1, image.size(), io.out);
-    }
-    std::fflush(io.out);
+    bool ok = image.empty() || std::fwrite(image.data(), 1, image.size(), io.out) == image.size();
+    ok = std::fflush(io.out) == 0 && ok;
+    return ok && std::ferror(io.out) == 0;
 }
 
 } // namespace
@@ -124,20 +153,26 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
         session.CloseTemplate();
         return 0;
     }
+    std::vector<std::string> assignments = GatherAssignments(argc, argv, request, io);
+    if (const char* missing = UnavailableOperation(request, assignments, session)) {
+        std::fprintf(io.err, "quillet: %s is not available in this version\n", missing);
+        return 1;
+    }
     if (!CreateOutput(request, session, io)) {
         return 1;
     }
     ApplySecurity(request, session);
     ApplyFontSizes(request, session);
     session.AttachTemplate();
-    CarryOutAssignments(argc, argv, request, session, io);
+    CarryOutAssignments(assignments, request, session, io);
     session.SetFlatten(request.flatten ? 0 : -1);
     if (!TransferDocument(session)) {
         std::fprintf(io.err, "File '%s' cannot be written\n", request.outputName.c_str());
         return 1;
     }
-    if (WritesToStdout(request)) {
-        WriteMemoryImage(session, io);
+    if (WritesToStdout(request) && !WriteMemoryImage(session, io)) {
+        std::fputs("File '-' cannot be written\n", io.err);
+        return 1;
     }
     return 0;
 }

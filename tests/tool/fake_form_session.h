@@ -20,9 +20,12 @@ public:
     bool addOk = true;
     bool hasOutline = false;
     std::vector<uint8_t> image;
+    bool supportsAll = true;
 
     std::vector<std::string> calls;
 
+    // Deliberately not recorded: asking changes nothing.
+    bool Supports(Operation) const override { return supportsAll; }
     bool OpenTemplate(const char* name) override { return Log("OpenTemplate", name), openOk; }
     bool TemplateIsEncrypted() override { return Log("TemplateIsEncrypted"), encrypted; }
     PasswordResult SetTemplatePassword(const char* pw) override {

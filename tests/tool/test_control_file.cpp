@@ -52,19 +52,18 @@ TEST(ToolControlFile, LogicalLines) {
     EXPECT_EQ(Lines("A=" + value + "\\\n" + value + "\n"), "[A=" + value + "\n" + value + "]");
 }
 
-TEST(ToolControlFile, StandardInputFeedsAssignments) {
-    FakeFormSession session;
+TEST(ToolControlFile, StandardInputIsReadOnce) {
     CapturedStreams streams("A=1\n-B\n\n+C@2=x\n");
-    CarryOutControlFile("@", session, true, streams.io);
-    EXPECT_EQ(session.calls, (std::vector<std::string>{
-                                 "SetFieldValue(A|1)", "DeleteField(B)", "SetFieldValue(|)",
-                                 "AddTextField(C|1|10|10|100|30|0|12)", "SetFieldValue(C|x)"}));
+    std::vector<std::string> lines;
+    ReadControlFile("@", lines, streams.io);
+    ReadControlFile("@", lines, streams.io);
+    EXPECT_EQ(lines, (std::vector<std::string>{"A=1", "-B", "", "+C@2=x"}));
     // Standard input is not closed: it can still be read.
     EXPECT_EQ(std::fgetc(streams.io.in), EOF);
     EXPECT_EQ(std::ferror(streams.io.in), 0);
 }
 
-// A file that cannot be opened is reported and skipped.
+// A file that cannot be opened or read is reported with the system's reason and skipped.
 TEST(ToolControlFile, NamedFileIsReadOrReported) {
     char path[] = "/tmp/quillet-control-XXXXXX";
     int fd = mkstemp(path);
@@ -72,14 +71,16 @@ TEST(ToolControlFile, NamedFileIsReadOrReported) {
     const char text[] = "X=long\\\nvalue\n# skipped\n";
     ASSERT_EQ(write(fd, text, sizeof text - 1), static_cast<ssize_t>(sizeof text - 1));
     close(fd);
-    FakeFormSession session;
     CapturedStreams streams;
-    CarryOutControlFile(("@" + std::string(path)).c_str(), session, false, streams.io);
+    std::vector<std::string> lines;
+    ReadControlFile(("@" + std::string(path)).c_str(), lines, streams.io);
     unlink(path);
-    CarryOutControlFile("@/nonexistent-dir/fields.txt", session, false, streams.io);
-    EXPECT_EQ(session.calls, std::vector<std::string>{"SetFieldValue(X|long\nvalue)"});
-    EXPECT_EQ(streams.Err(),
-              "File open failed (/nonexistent-dir/fields.txt)\nNo such file or directory\n");
+    ReadControlFile("@/nonexistent-dir/fields.txt", lines, streams.io);
+    ReadControlFile("@/tmp", lines, streams.io);
+    EXPECT_EQ(lines, std::vector<std::string>{"X=long\nvalue"});
+    EXPECT_EQ(streams.Err(), "File open failed (/nonexistent-dir/fields.txt)\n"
+                             "No such file or directory\n"
+                             "File open failed (/tmp)\nIs a directory\n");
 }
 
 } // namespace
