@@ -12,10 +12,12 @@ namespace {
 
 // Catalog entries carried from the template into the output, besides those the stores write
 // (/Pages, /Outlines, /AcroForm, /Names, /Dests). Optional content must come along, or hidden
-// layers would show.
+// layers would show; a tagged file keeps its structure tree, whose page and annotation references
+// land on the copies already made.
 constexpr const char* kCatalogEntries[] = {
-    "/Threads", "/ViewerPreferences", "/PageMode",   "/PageLayout",
-    "/Lang",    "/OCProperties",      "/OpenAction", "/MarkInfo",
+    "/Threads",        "/ViewerPreferences", "/PageMode",   "/PageLayout",
+    "/Lang",           "/OCProperties",      "/OpenAction", "/MarkInfo",
+    "/StructTreeRoot", "/Metadata",          "/PageLabels", "/OutputIntents",
 };
 
 // Form dictionary entries the output builds itself, or must not carry: a form description of
@@ -82,6 +84,8 @@ bool PDFormDocument::AttachTemplate(PDFormTemplate& form) {
 }
 
 void PDFormDocument::DetachTemplate() {
+    if (m_template != nullptr && m_template->Output() == this)
+        SetMapSource(m_template->MapIndex(), nullptr);
     if (m_template != nullptr && m_template->Document() == this)
         m_template->SetDocument(nullptr);
     m_template = nullptr;
@@ -108,6 +112,7 @@ bool PDFormDocument::ImportPages() {
         return false;
     }
     m_template->BindOutput(*this);
+    SetMapSource(m_template->MapIndex(), m_template);
     ImportForm();
     bool transferred = m_template->Transfer(*this, 1, INT_MAX);
     ImportFormResources();

@@ -167,6 +167,12 @@ public:
     void ClearMapEntry(int32_t n, int map);
     // Index of a new, empty map.
     int AllocMap();
+    // The input whose numbers a map renumbers (null: unknown). A reference through the map to a
+    // number that input does not have is written as null, never as a number no object carries.
+    void SetMapSource(int map, PDFile* input);
+    // Read as an input: whether object n exists (in the cross-reference data, found by the repair
+    // scan, or made by the program beyond them).
+    bool HasInputObject(int32_t n);
     // A fresh biased output number.
     int32_t NewObjectNumber();
     // Hands a biased number back for reuse by the next NewObjectNumber or MapId.

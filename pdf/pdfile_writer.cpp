@@ -107,6 +107,22 @@ int PDFile::AllocMap() {
     return static_cast<int>(m_out->maps.size()) - 1;
 }
 
+void PDFile::SetMapSource(int map, PDFile* input) {
+    if (!m_out || map < 0)
+        return;
+    auto slot = static_cast<size_t>(map);
+    if (slot >= m_out->sources.size())
+        m_out->sources.resize(slot + 1, nullptr);
+    m_out->sources[slot] = input;
+}
+
+bool PDFile::HasInputObject(int32_t n) {
+    if (n >= PDFile::ObjectCount() && n < ObjectCount())
+        return true;
+    return XrefEntry(n) != nullptr || (m_repairMode && ScannedOffset(n) > 0);
+}
+
+// 0 for an input number the map's source does not have: such a reference is a null.
 int32_t PDFile::MapId(int32_t n, int map) {
     if (n >= kOutputBias)
         return n;
@@ -114,10 +130,15 @@ int32_t PDFile::MapId(int32_t n, int map) {
         return 0;
     std::vector<int32_t>& table = m_out->maps[static_cast<size_t>(map)];
     auto slot = static_cast<size_t>(n);
+    if (slot < table.size() && table[slot] != 0)
+        return table[slot];
+    auto source = static_cast<size_t>(map);
+    if (source < m_out->sources.size() && m_out->sources[source] != nullptr &&
+        !m_out->sources[source]->HasInputObject(n))
+        return 0;
     if (slot >= table.size())
         table.resize(slot + kMapHeadroom, 0);
-    if (table[slot] == 0)
-        table[slot] = NewObjectNumber();
+    table[slot] = NewObjectNumber();
     return table[slot];
 }
 
@@ -175,9 +196,12 @@ int64_t PDFile::WrittenLength() const noexcept {
     return m_out ? m_out->tokens.Tell() : 0;
 }
 
-// One token, so a reference is never split across lines.
+// One token, so a reference is never split across lines. A reference to nothing is a null.
 bool PDFile::WriteReference(int32_t n, int map) {
-    std::string token = PDFormatInt(FileNumber(n, map));
+    int32_t number = FileNumber(n, map);
+    if (number <= 0)
+        return WriteToken("null");
+    std::string token = PDFormatInt(number);
     token += " 0 R";
     return WriteToken(token);
 }

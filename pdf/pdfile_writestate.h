@@ -25,6 +25,8 @@ struct PDFile::WriteState {
     int32_t next = 1;
     // One table per input document: input number -> biased output number, 0 when none yet.
     std::vector<std::vector<int32_t>> maps;
+    // Per map, the input it renumbers; null when not told.
+    std::vector<PDFile*> sources;
     PDArr<int32_t> released{100};
     uint8_t id[16] = {};
 

@@ -114,6 +114,7 @@ public:
     // Parses the value that starts with the current token (call GetToken first) into value.
     // Leaves the token after the value current.
     void ParseValue(PDValue& value);
+    void SetReferenceOrNull(PDValue& value, int32_t n);
     // Reads "n g obj", the value and an optional stream at the current position. False when no
     // object header was found, or when stream data without a known length overran their buffer
     // (the dictionary is then still there, without data). The value is taken with TakeValue().

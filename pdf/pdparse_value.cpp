@@ -6,13 +6,24 @@
 
 #include <new>
 
+// No file holds an object numbered outside 1..kMaxObjectNumber, so such a reference is a null.
+// Kept as a number it could be taken for one of the writer's own output numbers.
+void PDParser::SetReferenceOrNull(PDValue& value, int32_t n) {
+    if (n > 0 && n <= pdlimits::kMaxObjectNumber) {
+        value.SetReference(n);
+        return;
+    }
+    value.MutableText() = "null";
+    value.SetKind(kPDText);
+}
+
 void PDParser::ParseValue(PDValue& value) {
     switch (m_kind) {
     case kTokInteger:
         value.SetIntegerText(m_token.Text());
         break;
     case kTokReference:
-        value.SetReference(TokenNumber());
+        SetReferenceOrNull(value, TokenNumber());
         break;
     case kTokWord:
     case kTokName:
@@ -164,7 +175,7 @@ void PDParser::OnName(PDDict& dict) {
     // A reference whose generation and R were not caught by the look-ahead: "n" "g" "R".
     if (value->Kind() == kPDReference && m_kind == kTokInteger && NextIsLoneR()) {
         GetToken();
-        value->SetNumber(m_source.Host().LoadedObjectNumber(value->Number()));
+        SetReferenceOrNull(*value, m_source.Host().LoadedObjectNumber(value->Number()));
         GetToken();
     }
 }
