@@ -56,4 +56,46 @@ TEST(CliEndToEnd, FailuresBeforeAnyOutput) {
     }
 }
 
+// Operations not built yet are refused, from the command line or a control file, before any
+// output exists.
+TEST(CliEndToEnd, UnavailableOperationsAreRefused) {
+    REQUIRE_TOOL();
+    const std::string pre = "quillet: ", post = " is not available in this version\n";
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"in.pdf", "out.pdf", "A=1", "-A"}, "deleting fields"},
+        {{"in.pdf", "out.pdf", "+A@99=1"}, "adding fields"},
+        {{"-flatten", "in.pdf", "out.pdf"}, "flattening"},
+        {{"in.pdf", "out.pdf", "@-"}, "adding fields"},
+        {{"in.pdf", "-", "@"}, "adding fields"},
+    };
+    for (const auto& [args, operation] : cases) {
+        SCOPED_TRACE(testing::PrintToString(args));
+        TempDir dir;
+        std::filesystem::copy_file(kExampleForm, dir.Path() + "/in.pdf");
+        std::FILE* control = std::fopen((dir.Path() + "/-").c_str(), "w");
+        std::fputs("A=1\n+B=2\n", control);
+        std::fclose(control);
+        ToolResult r = RunTool(ToolPath(), args, "+C\n", dir.Path());
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, pre + operation + post);
+        EXPECT_FALSE(std::filesystem::exists(dir.Path() + "/out.pdf"));
+    }
+}
+
+// Standard output that takes no PDF is a failed run, whatever the reason.
+TEST(CliEndToEnd, FailedStandardOutputIsReported) {
+    REQUIRE_TOOL();
+    const std::string run = Quote(ToolPath()) + " " + Quote(kExampleForm) + " -";
+    // A pipe whose reading end is closed before the tool starts.
+    const std::string closedPipe =
+        "python3 -c 'import os, subprocess, sys; r, w = os.pipe(); "
+        "os.close(r); sys.exit(subprocess.call(sys.argv[1:], stdout=w))' ";
+    for (const std::string& cmd :
+         {run + " 2>&1 >/dev/full", run + " 2>&1 >&-", closedPipe + run + " 2>&1"}) {
+        SCOPED_TRACE(cmd);
+        EXPECT_EQ(Shell(cmd + "; echo $?"), "File '-' cannot be written\n1\n");
+    }
+}
+
 } // namespace

@@ -6,6 +6,7 @@
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 
 #include "tests/structure/structure_fixture.h"
+#include "tests/support/pdf_builder.h"
 #include "tests/support/run_tool.h"
 
 #include <gtest/gtest.h>
@@ -142,6 +143,41 @@ Written WriteWith(const TempDir& dir, const std::string& form,
     r.result = RunTool(ToolPath(), options, "", dir.Path());
     r.pdf = ReadFile(dir.Path() + "/out.pdf");
     return r;
+}
+
+// A tagged file keeps its structure tree, which points at the copied page and annotation, and
+// its metadata, page labels and output intents. References to objects the file does not have
+// (one numbered like the writer's own numbers) come out null.
+TEST(OutputEndToEnd, CatalogEntriesAndMissingObjects) {
+    REQUIRE_TOOL();
+    if (!Have("qpdf --version") || !Have("/usr/bin/python3 -c 'import pypdf'"))
+        GTEST_SKIP() << "qpdf or pypdf is not installed";
+    testpdf::PdfBuilder b("1.7");
+    b.Add(1, "<< /Type /Catalog /Pages 2 0 R /MarkInfo << /Marked true >> /StructTreeRoot 6 0 R "
+             "/Metadata 9 0 R /PageLabels << /Nums [0 << /S /r >>] >> "
+             "/OutputIntents [<< /Type /OutputIntent /S /GTS_PDFA1 >>] >>");
+    b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+    b.Add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /StructParents 0 "
+             "/Annots [5 0 R] /Big 10000005 0 R /Gone 77 0 R /Arr [10000005 0 R 77 0 R 1] >>");
+    b.Add(5, "<< /Type /Annot /Subtype /Link /Rect [0 0 10 10] /StructParent 1 /P 3 0 R >>");
+    b.Add(6, "<< /Type /StructTreeRoot /K 7 0 R /ParentTree << /Nums [0 [7 0 R] 1 8 0 R] >> >>");
+    b.Add(7, "<< /Type /StructElem /S /P /P 6 0 R /Pg 3 0 R /K 0 >>");
+    b.Add(8, "<< /Type /StructElem /S /Link /P 6 0 R /Pg 3 0 R /K << /Type /OBJR /Obj 5 0 R >> >>");
+    b.AddStream(9, "/Type /Metadata /Subtype /XML", "<x/>");
+    b.Trailer("/Root 1 0 R /Size 10");
+    TempDir dir;
+    Written r = WriteWith(dir, b.Build());
+    ASSERT_EQ(r.result.status, 0) << r.result.err;
+    ExpectQpdfPasses(dir.Path() + "/out.pdf");
+    const char* script = R"(import pypdf, sys
+r = pypdf.PdfReader(sys.argv[1]); c = r.trailer['/Root']; p = r.pages[0]; t = c['/StructTreeRoot']
+link = t['/ParentTree']['/Nums'][3].get_object()
+print(p.get('/Big'), p.get('/Gone'), p['/Arr'][0], p['/Arr'][1], p['/Arr'][2],
+      t['/K'].raw_get('/Pg').idnum == p.indirect_reference.idnum,
+      link['/K'].raw_get('/Obj').idnum == p.raw_get('/Annots')[0].idnum,
+      c['/Metadata'].get_data(), c['/PageLabels']['/Nums'][1]['/S'], c['/OutputIntents'][0]['/S']))";
+    EXPECT_EQ(Shell("/usr/bin/python3 -c " + Quote(script) + " " + dir.Path() + "/out.pdf"),
+              "NullObject NullObject NullObject NullObject 1 True True b'<x/>' /r /GTS_PDFA1\n");
 }
 
 } // namespace

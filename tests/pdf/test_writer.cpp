@@ -77,9 +77,11 @@ TEST(Writer, InputNumbersAreRenumberedPerMap) {
     out.ReleaseNumber(kBias + 1);
     EXPECT_EQ(out.MapId(7, 0), kBias + 1); // the released number comes back first
     EXPECT_EQ(out.MapId(kBias + 9, 0), kBias + 9);
+    // A number read from a file is never taken for a biased one: no file holds such an object.
     auto ref = testpdf::ParseText("[7 0 R 10000009 0 R]");
+    ref->Append(PDValue::MakeReference(kBias + 9));
     ASSERT_TRUE(out.WriteObject(0, *ref, second));
-    EXPECT_NE(Finish(out).find("[ 2 0 R 9 0 R ]"), std::string::npos);
+    EXPECT_NE(Finish(out).find("[ 2 0 R null 9 0 R ]"), std::string::npos);
 }
 
 // Long arrays wrap between references, never inside one.
