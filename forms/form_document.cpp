@@ -2,6 +2,8 @@
 
 #include "pdf/pdkeys.h"
 #include "pdf/pdstring.h"
+#include "streams/pdsecurity.h"
+#include "structure/pdoutln.h"
 
 #include <climits>
 #include <cstdio>
@@ -71,6 +73,28 @@ bool PDFormDocument::CreateFile(const char* name) {
 void PDFormDocument::CreateInMemory() {
     ResetLimits();
     BeginWriteMemory();
+}
+
+void PDFormDocument::SetPermissions(const char* letters) {
+    OutputSecurity().SetPermissions(letters);
+}
+
+void PDFormDocument::SetUserPassword(const char* password) {
+    OutputSecurity().SetUserPassword(password);
+}
+
+void PDFormDocument::SetOwnerPassword(const char* password) {
+    OutputSecurity().SetOwnerPassword(password);
+}
+
+// Deliberate: an outline whose /Count is negative (closed) or missing still has items to carry.
+bool PDFormDocument::TemplateHasOutline() const {
+    return m_template != nullptr && PDOutlineRoot::OpenCount(*m_template) != 0;
+}
+
+void PDFormDocument::RemoveUsageRights() {
+    if (m_template != nullptr)
+        m_template->RemoveRights();
 }
 
 bool PDFormDocument::AttachTemplate(PDFormTemplate& form) {

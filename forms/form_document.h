@@ -33,6 +33,12 @@ public:
     void SetFlatten(int mode) noexcept { m_flatten = mode; }
     int Flatten() const noexcept { return m_flatten; }
 
+    // Protection of the output: a password turns encryption on; permissions are the letters of
+    // the command line.
+    void SetPermissions(const char* letters);
+    void SetUserPassword(const char* password);
+    void SetOwnerPassword(const char* password);
+
     // False when the template is attached to another document already. A template this document
     // has is detached first.
     bool AttachTemplate(PDFormTemplate& form);
@@ -46,6 +52,12 @@ public:
     // Carries every page of the template, with its form, into the output. Running out of memory
     // here ends the import with error 1009 instead of ending the process.
     bool ImportPages();
+    // True when the attached template has outline items to carry (a closed outline, with a
+    // negative or missing /Count, counts too).
+    bool TemplateHasOutline() const;
+    // Drops the usage rights of the template's viewer preferences: they are signed for the
+    // template's bytes and would not hold for the output.
+    void RemoveUsageRights();
     void CopyOutlines();
     void CopyNamedDestinations();
     // The output catalog's entries from the template's.

@@ -1,8 +1,6 @@
 #include "tool/marrow_session.h"
 
 #include "pdf/pddiag.h"
-#include "streams/pdsecurity.h"
-#include "structure/pdoutln.h"
 
 #include <cstdio>
 #include <string>
@@ -40,15 +38,11 @@ void PDMarrowSession::CloseTemplate() {
 }
 
 void PDMarrowSession::RemoveUsageRights() {
-    PDValue* catalog = m_template ? m_template->Catalog() : nullptr;
-    PDValue* prefs = catalog ? m_template->Resolve(catalog->Get("/ViewerPreferences")) : nullptr;
-    if (prefs != nullptr && prefs->Dict() != nullptr)
-        prefs->Dict()->Remove("/Rights");
+    m_document->RemoveUsageRights();
 }
 
-// Deliberate: an outline whose /Count is negative (closed) or missing still has items to carry.
 bool PDMarrowSession::TemplateHasOutline() {
-    return m_template && PDOutlineRoot::OpenCount(*m_template) != 0;
+    return m_document->TemplateHasOutline();
 }
 
 PDMarrowSession::PDMarrowSession() : m_document(std::make_unique<PDFormDocument>()) {}
@@ -86,15 +80,15 @@ void PDMarrowSession::CreateOutputInMemory() {
 }
 
 void PDMarrowSession::SetPermissions(const char* permissions) {
-    m_document->OutputSecurity().SetPermissions(permissions);
+    m_document->SetPermissions(permissions);
 }
 
 void PDMarrowSession::SetUserPassword(const char* password) {
-    m_document->OutputSecurity().SetUserPassword(password);
+    m_document->SetUserPassword(password);
 }
 
 void PDMarrowSession::SetOwnerPassword(const char* password) {
-    m_document->OutputSecurity().SetOwnerPassword(password);
+    m_document->SetOwnerPassword(password);
 }
 
 void PDMarrowSession::SetFontSizeLimits(float largest, float smallest) {

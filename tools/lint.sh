@@ -20,6 +20,9 @@ check_up streams fonts structure forms tool
 check_up fonts structure forms tool
 check_up structure forms tool
 check_up forms tool
+# The tool speaks to the form document, and to the object layer for plain documents only.
+hits=$(grep -rnE '#include "(streams|structure|fonts)/' tool 2>/dev/null)
+[ -n "$hits" ] && report "tool/ reaches past forms/" "$hits"
 
 # Printing is the tool's business (the one deliberate exception is marked "stderr-ok").
 hits=$(grep -rnE '\b(printf|puts|fputs|fprintf|perror|std::cout|std::cerr)\b' $lib 2>/dev/null \

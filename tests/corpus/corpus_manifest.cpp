@@ -39,8 +39,8 @@ int Number(const std::string& s) {
 } // namespace
 
 std::string SharedDir() {
-    // The ctest wrapper names the folder it found beside the source tree it runs from; a test binary
-    // started by hand looks beside the source tree it was built from.
+    // The ctest wrapper names the folder it found beside the source tree it runs from; a test
+    // binary started by hand looks beside the source tree it was built from.
     const char* env = std::getenv("QUILLET_SHARED_DIR");
     return env != nullptr && *env != '\0' ? env : QUILLET_SOURCE_DIR "/../shared";
 }
