@@ -320,6 +320,7 @@ private:
     std::unordered_set<int64_t> m_sectionsSeen;
     int64_t m_pendingPrev = 0; // older stream section not read yet
     int m_sectionsRead = 0;
+    bool m_xrefDamaged = false; // a section pointed nowhere: the scan fills what it missed
     std::unique_ptr<PDValue> m_trailer;
     int32_t m_trailerSize = 0;
     int32_t m_objectCount = 0; // fixed when the open ends, so numbers after it stay free

@@ -123,6 +123,7 @@ void PDFile::CloseRead() {
     m_sectionsSeen.clear();
     m_pendingPrev = 0;
     m_sectionsRead = 0;
+    m_xrefDamaged = false;
     m_trailer.reset();
     m_trailerSize = m_objectCount = m_rootNum = m_infoNum = m_encryptNum = 0;
     m_firstId.Clear();
@@ -155,7 +156,7 @@ bool PDFile::OpenStructure() {
     while (chainRead && m_pendingPrev > 0 &&
            (m_trailer == nullptr || m_trailer->Get("/Root") == nullptr))
         ReadPendingSection();
-    if (!chainRead || m_trailer == nullptr || m_trailer->Get("/Root") == nullptr) {
+    if (!chainRead || m_xrefDamaged || m_trailer == nullptr || m_trailer->Get("/Root") == nullptr) {
         // Damaged files: rebuild the index from the object headers themselves.
         int saved = m_error;
         if (!RepairFromScan()) {
@@ -192,9 +193,12 @@ bool PDFile::FindHeader() {
     uint8_t block[kHeaderBlock];
     int64_t got = ReadAt(0, block, kHeaderBlock);
     for (int64_t i = 0; i < kHeaderSearch && i + 8 <= got; ++i) {
-        if (std::memcmp(block + i, "%PDF-", 5) == 0) {
+        if (std::memcmp(block + i, "%PDF", 4) == 0) {
+            // Writers that drop the dash ("%PDF1.4") or put another byte in its place still
+            // mean a PDF file: the version is taken from where its digits are.
+            int64_t at = IsDigit(block[i + 4]) ? i + 4 : i + 5;
             m_headerOffset = i;
-            std::memcpy(m_version, block + i + 5, 3);
+            std::memcpy(m_version, block + at, 3);
             m_version[3] = 0;
             return true;
         }

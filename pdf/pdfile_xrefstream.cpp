@@ -42,7 +42,19 @@ struct RowLayout {
     int rowWidth = 0;
     bool predictor = false;
     int64_t rowLength = 0;
+    // The TIFF predictor: each byte is stored as its difference to the byte colors before it,
+    // within rows of tiffRow bytes. 0 when not used.
+    int64_t tiffRow = 0;
+    int64_t colors = 1;
 };
+
+// Undoes the TIFF predictor in place, row by row.
+void UndoTiffPredictor(uint8_t* data, int64_t length, const RowLayout& layout) {
+    for (int64_t row = 0; row + layout.tiffRow <= length; row += layout.tiffRow) {
+        for (int64_t k = layout.colors; k < layout.tiffRow; ++k)
+            data[row + k] = static_cast<uint8_t>(data[row + k] + data[row + k - layout.colors]);
+    }
+}
 
 bool ReadLayout(const PDValue& stream, RowLayout& layout) {
     const PDValue* w = stream.Get("/W");
@@ -61,6 +73,11 @@ bool ReadLayout(const PDValue& stream, RowLayout& layout) {
         parms = parms->First();
     int64_t predictor = parms != nullptr ? IntegerOf(parms->Get("/Predictor")) : 0;
     int64_t columns = parms != nullptr ? IntegerOf(parms->Get("/Columns")) : 0;
+    if (predictor == 2) {
+        int64_t colors = parms != nullptr ? IntegerOf(parms->Get("/Colors")) : 0;
+        layout.colors = std::clamp<int64_t>(colors, 1, kMaxFieldWidth);
+        layout.tiffRow = std::clamp<int64_t>(columns, layout.rowWidth, kMaxColumns) * layout.colors;
+    }
     // Only the PNG predictors put a filter byte in front of each row.
     layout.predictor = predictor >= 10;
     if (layout.predictor) {
@@ -166,6 +183,8 @@ bool PDFile::ReadXrefStream(PDValue& stream, int64_t& prev) {
         return true;
     uint8_t* data = content.Length() > 0 ? reinterpret_cast<uint8_t*>(content.Buffer()) : nullptr;
     int64_t length = content.Length();
+    if (data != nullptr && layout.tiffRow > 0)
+        UndoTiffPredictor(data, length, layout);
     size_t pair = 0;
     int64_t n = pairs[0].first;
     int64_t left = pairs[0].count;

@@ -215,12 +215,21 @@ bool PDParser::ReadStream(PDValue& dict) {
         return true;
     }
     int64_t length = StreamLength();
-    // The end of line behind "stream": a line feed, or any one byte and a line feed.
+    // The end of line behind "stream": a line feed, or any one byte and a line feed. Blanks
+    // that some writers leave in front of the line end belong to neither.
     m_pendingData = -1;
-    if (m_cur != '\n') {
-        int c = m_source.GetByte();
-        if (c != '\n')
-            m_pendingData = c;
+    int c = m_cur;
+    bool blanks = false;
+    while (c == ' ' || c == '\t') {
+        c = m_source.GetByte();
+        blanks = true;
+    }
+    if (c == '\r' || (c != '\n' && !blanks)) {
+        int next = m_source.GetByte();
+        if (next != '\n')
+            m_pendingData = next;
+    } else if (c != '\n') {
+        m_pendingData = c; // blanks, then data without a line end
     }
     std::vector<uint8_t> data;
     int64_t end = 0;

@@ -138,8 +138,9 @@ int DecodeStream(const PDValue& stream, PDStr& content, PDResolver* file) {
         resolved = file->LoadValue(filter->Number());
         filter = resolved.get();
     }
-    // An empty filter array filters nothing, like an absent /Filter.
-    if (filter == nullptr || (filter->Kind() == kPDArray && filter->First() == nullptr)) {
+    // An empty filter array or a null filters nothing, like an absent /Filter.
+    if (filter == nullptr || (filter->Kind() == kPDArray && filter->First() == nullptr) ||
+        (filter->Kind() == kPDText && filter->Text() == "null")) {
         CopyUnfiltered(stream, content, file);
         return 1;
     }
