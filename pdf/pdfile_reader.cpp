@@ -129,6 +129,8 @@ void PDFile::CloseRead() {
     m_firstId.Clear();
     m_secondId.Clear();
     m_scanDone = m_repairMode = false;
+    m_keywords.Clear();
+    m_keywordsIndexed = false;
     m_scanned.clear();
     m_lastTrailerPos = -1;
     m_catalog.reset();
@@ -136,8 +138,9 @@ void PDFile::CloseRead() {
     m_pagesRoot = 0;
     m_security.reset();
     m_passwordStatus = PDPasswordStatus::kNotEncrypted;
-    m_objStm = ObjStreamCache{};
-    m_objStmSpare.clear();
+    DropObjectStreams();
+    m_objStreamWork = 0;
+    m_objStreamWorkReported = false;
     m_loadDepth = 0;
 }
 
@@ -353,8 +356,7 @@ bool PDFile::SetPassword(const char* password) {
     }
     m_passwordStatus = PDPasswordStatus::kAccepted;
     // Everything read before the key was known holds scrambled strings: read it all again.
-    m_objStm = ObjStreamCache{};
-    m_objStmSpare.clear();
+    DropObjectStreams();
     OnObjectsInvalidated();
     return TakeCatalog();
 }
@@ -522,6 +524,32 @@ bool PDFile::Seek(int64_t pos) {
 
 int64_t PDFile::Remaining() {
     return m_inSize > m_inPos ? m_inSize - m_inPos : 0;
+}
+
+// One pass over the whole input, in pieces read with enough context around them to see a
+// header or keyword whole.
+void PDFile::IndexKeywords() {
+    constexpr int64_t kPiece = int64_t{1} << 20;
+    constexpr int64_t kContext = 128;
+    m_keywordsIndexed = true;
+    if (m_inMemory) {
+        m_keywords.Scan(m_image.data(), m_inSize, 0, 0, m_inSize);
+        return;
+    }
+    std::vector<uint8_t> piece(static_cast<size_t>(kPiece + 2 * kContext));
+    for (int64_t pos = 0; pos < m_inSize; pos += kPiece) {
+        int64_t start = std::max<int64_t>(pos - kContext, 0);
+        int64_t got = ReadAt(start, piece.data(), pos + kPiece + kContext - start);
+        if (got <= pos - start)
+            break;
+        m_keywords.Scan(piece.data(), got, start, pos - start, pos + kPiece - start);
+    }
+}
+
+int64_t PDFile::StreamLimit(int64_t dataStart, int64_t length) {
+    if (!m_keywordsIndexed)
+        IndexKeywords();
+    return m_keywords.StreamLimit(dataStart, length);
 }
 
 // The file offset of object objNum's header; 0 when it has none.

@@ -193,7 +193,10 @@ bool PDFile::ReadClassicSection(int64_t start, int64_t& prev) {
             int64_t dictPos = lines.LineStart() + static_cast<int64_t>(i) + 7;
             if (!ReadTrailerDict(dictPos, prev, xrefStm))
                 return false;
-            if (xrefStm > 0) {
+            // Each section is read once, by offset, however many trailers name it.
+            if (xrefStm > 0 && m_sectionsRead < pdlimits::kMaxXrefSections &&
+                m_sectionsSeen.insert(xrefStm).second) {
+                ++m_sectionsRead;
                 int64_t ignored = 0;
                 int64_t saved = m_inPos;
                 ReadXrefStreamAt(xrefStm, ignored);

@@ -101,7 +101,7 @@ TEST(ReaderOpen, DefectTable) {
         // Offsets at the edge of 64 bits, behind junk that shifts every offset, are unusable.
         {"startxref-huge", Both(Startxref(kHuge), Prepend(5)), true, pderr::kNoStartxref, 1, true,
          ""},
-        {"prev-huge", Both(Replace("/Root", "/Prev " + kHuge + " /Root"), Prepend(5)), true, 0, 0,
+        {"prev-huge", Both(Replace("/Root", "/Prev " + kHuge + " /Root"), Prepend(5)), true, 0, 1,
          true, ""},
         {"xrefstm-huge", Both(Replace("/Root", "/XRefStm " + kHuge + " /Root"), Prepend(5)), true,
          0, 0, true, ""},
