@@ -128,6 +128,7 @@ public:
     int32_t LoadedObjectNumber(int32_t objNum) override;
     bool PackedInteger(int32_t objNum, int64_t& value) override;
     int64_t Remaining() override;
+    int64_t StreamLimit(int64_t dataStart, int64_t length) override;
 
     // The cross-reference entry of object n, reading older cross-reference streams on demand;
     // null when the file knows nothing of n. Owned by the file, valid until the next read.
@@ -256,13 +257,13 @@ protected:
     void WalkKids(const PDIndirectObj& node);
 
 private:
-    // The object stream in use: its number, decoded data and (object number, offset) pairs.
+    // A decoded object stream: its data and (object number, offset) pairs.
     struct ObjStreamCache {
-        int32_t number = 0;
         PDStr data;
         std::vector<std::pair<int32_t, int64_t>> pairs;
+        std::unordered_map<int32_t, size_t> byNumber; // the first pair of each number
         int64_t first = 0;
-        bool busy = false; // being loaded: a nested request must not replace it
+        uint64_t lastUse = 0;
     };
 
     // pdfile_reader.cpp
@@ -280,6 +281,7 @@ private:
     bool HeaderAt(int64_t offset, int32_t n);
 
     void CountObjects();
+    void IndexKeywords();
     // An offset as written in the file, moved past the junk in front of the header; 0 when it
     // cannot lie inside the file.
     int64_t FileOffset(int64_t written) const noexcept {
@@ -305,9 +307,10 @@ private:
     bool ReadXrefStreamAt(int64_t offset, int64_t& prev);
     bool ReadXrefStream(PDValue& stream, int64_t& prev);
     bool LoadFromObjectStream(PDIndirectObj& holder, int32_t n, const PDXrefEntry& entry);
-    bool HoldObjectStream(int32_t streamNum);
-    bool TakeSpareObjectStream(int32_t streamNum);
-    void KeepAsSpare(ObjStreamCache&& stream);
+    const ObjStreamCache* HoldObjectStream(int32_t streamNum);
+    bool DecodeObjectStream(int32_t streamNum, ObjStreamCache& decoded);
+    void MakeRoomForObjectStream(int64_t bytes);
+    void DropObjectStreams();
 
     // The input: a file or a memory image.
     PDFileIO m_inFile;
@@ -326,6 +329,7 @@ private:
     std::unordered_set<int64_t> m_sectionsSeen;
     int64_t m_pendingPrev = 0; // older stream section not read yet
     int m_sectionsRead = 0;
+    bool m_xrefDamaged = false; // a section pointed nowhere: the scan fills what it missed
     std::unique_ptr<PDValue> m_trailer;
     int32_t m_trailerSize = 0;
     int32_t m_objectCount = 0; // fixed when the open ends, so numbers after it stay free
@@ -334,6 +338,10 @@ private:
     int32_t m_encryptNum = 0;
     PDStr m_firstId;
     PDStr m_secondId;
+
+    // Keywords that end streams and objects, indexed on the first stream read.
+    PDKeywordIndex m_keywords;
+    bool m_keywordsIndexed = false;
 
     // Repair: object headers found by scanning the whole file.
     bool m_scanDone = false;
@@ -350,9 +358,14 @@ private:
     std::unique_ptr<PDSecurity> m_security;
     PDPasswordStatus m_passwordStatus = PDPasswordStatus::kNotEncrypted;
 
-    // Object streams: the one in use and a few kept from before.
-    ObjStreamCache m_objStm;
-    std::vector<ObjStreamCache> m_objStmSpare; // recently held ones, oldest first
+    // Object streams, each decoded once and kept while they fit the memory budget.
+    std::unordered_map<int32_t, ObjStreamCache> m_objStreams;
+    std::unordered_set<int32_t> m_objStreamsBusy;    // being decoded: a nested request fails
+    std::unordered_set<int32_t> m_objStreamsDamaged; // could not be decoded: not tried again
+    int64_t m_objStreamBytes = 0;                    // decoded data held
+    int64_t m_objStreamWork = 0; // decoded data produced in this open, evicted ones included
+    uint64_t m_objStreamClock = 0;
+    bool m_objStreamWorkReported = false;
     int m_loadDepth = 0;
 
     // Writing side (pdfile_writer.cpp, pdfile_pageout.cpp); null when not writing.

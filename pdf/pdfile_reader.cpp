@@ -123,11 +123,14 @@ void PDFile::CloseRead() {
     m_sectionsSeen.clear();
     m_pendingPrev = 0;
     m_sectionsRead = 0;
+    m_xrefDamaged = false;
     m_trailer.reset();
     m_trailerSize = m_objectCount = m_rootNum = m_infoNum = m_encryptNum = 0;
     m_firstId.Clear();
     m_secondId.Clear();
     m_scanDone = m_repairMode = false;
+    m_keywords.Clear();
+    m_keywordsIndexed = false;
     m_scanned.clear();
     m_lastTrailerPos = -1;
     m_catalog.reset();
@@ -135,8 +138,9 @@ void PDFile::CloseRead() {
     m_pagesRoot = 0;
     m_security.reset();
     m_passwordStatus = PDPasswordStatus::kNotEncrypted;
-    m_objStm = ObjStreamCache{};
-    m_objStmSpare.clear();
+    DropObjectStreams();
+    m_objStreamWork = 0;
+    m_objStreamWorkReported = false;
     m_loadDepth = 0;
 }
 
@@ -155,7 +159,7 @@ bool PDFile::OpenStructure() {
     while (chainRead && m_pendingPrev > 0 &&
            (m_trailer == nullptr || m_trailer->Get("/Root") == nullptr))
         ReadPendingSection();
-    if (!chainRead || m_trailer == nullptr || m_trailer->Get("/Root") == nullptr) {
+    if (!chainRead || m_xrefDamaged || m_trailer == nullptr || m_trailer->Get("/Root") == nullptr) {
         // Damaged files: rebuild the index from the object headers themselves.
         int saved = m_error;
         if (!RepairFromScan()) {
@@ -192,9 +196,12 @@ bool PDFile::FindHeader() {
     uint8_t block[kHeaderBlock];
     int64_t got = ReadAt(0, block, kHeaderBlock);
     for (int64_t i = 0; i < kHeaderSearch && i + 8 <= got; ++i) {
-        if (std::memcmp(block + i, "%PDF-", 5) == 0) {
+        if (std::memcmp(block + i, "%PDF", 4) == 0) {
+            // Writers that drop the dash ("%PDF1.4") or put another byte in its place still
+            // mean a PDF file: the version is taken from where its digits are.
+            int64_t at = IsDigit(block[i + 4]) ? i + 4 : i + 5;
             m_headerOffset = i;
-            std::memcpy(m_version, block + i + 5, 3);
+            std::memcpy(m_version, block + at, 3);
             m_version[3] = 0;
             return true;
         }
@@ -349,8 +356,7 @@ bool PDFile::SetPassword(const char* password) {
     }
     m_passwordStatus = PDPasswordStatus::kAccepted;
     // Everything read before the key was known holds scrambled strings: read it all again.
-    m_objStm = ObjStreamCache{};
-    m_objStmSpare.clear();
+    DropObjectStreams();
     OnObjectsInvalidated();
     return TakeCatalog();
 }
@@ -518,6 +524,32 @@ bool PDFile::Seek(int64_t pos) {
 
 int64_t PDFile::Remaining() {
     return m_inSize > m_inPos ? m_inSize - m_inPos : 0;
+}
+
+// One pass over the whole input, in pieces read with enough context around them to see a
+// header or keyword whole.
+void PDFile::IndexKeywords() {
+    constexpr int64_t kPiece = int64_t{1} << 20;
+    constexpr int64_t kContext = 128;
+    m_keywordsIndexed = true;
+    if (m_inMemory) {
+        m_keywords.Scan(m_image.data(), m_inSize, 0, 0, m_inSize);
+        return;
+    }
+    std::vector<uint8_t> piece(static_cast<size_t>(kPiece + 2 * kContext));
+    for (int64_t pos = 0; pos < m_inSize; pos += kPiece) {
+        int64_t start = std::max<int64_t>(pos - kContext, 0);
+        int64_t got = ReadAt(start, piece.data(), pos + kPiece + kContext - start);
+        if (got <= pos - start)
+            break;
+        m_keywords.Scan(piece.data(), got, start, pos - start, pos + kPiece - start);
+    }
+}
+
+int64_t PDFile::StreamLimit(int64_t dataStart, int64_t length) {
+    if (!m_keywordsIndexed)
+        IndexKeywords();
+    return m_keywords.StreamLimit(dataStart, length);
 }
 
 // The file offset of object objNum's header; 0 when it has none.

@@ -193,7 +193,10 @@ bool PDFile::ReadClassicSection(int64_t start, int64_t& prev) {
             int64_t dictPos = lines.LineStart() + static_cast<int64_t>(i) + 7;
             if (!ReadTrailerDict(dictPos, prev, xrefStm))
                 return false;
-            if (xrefStm > 0) {
+            // Each section is read once, by offset, however many trailers name it.
+            if (xrefStm > 0 && m_sectionsRead < pdlimits::kMaxXrefSections &&
+                m_sectionsSeen.insert(xrefStm).second) {
+                ++m_sectionsRead;
                 int64_t ignored = 0;
                 int64_t saved = m_inPos;
                 ReadXrefStreamAt(xrefStm, ignored);
@@ -246,9 +249,14 @@ bool PDFile::ReadTrailerDict(int64_t pos, int64_t& prev, int64_t& xrefStm) {
         m_error = pderr::kTrailer;
         return false;
     }
-    int64_t p = IntegerOf(dict->GetSlot(pdkey::Prev));
+    const PDValue* prevValue = dict->GetSlot(pdkey::Prev);
+    int64_t p = IntegerOf(prevValue);
     int64_t s = IntegerOf(dict->Get("/XRefStm"));
     prev = FileOffset(p);
+    // A /Prev that names no place in the file leaves the older sections unknown: the objects they
+    // held are found by scanning, as for any other broken cross-reference data.
+    if (prevValue != nullptr && prev == 0)
+        m_xrefDamaged = true;
     xrefStm = FileOffset(s);
     MergeTrailer(*dict);
     return true;

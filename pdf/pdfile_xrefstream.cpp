@@ -42,7 +42,19 @@ struct RowLayout {
     int rowWidth = 0;
     bool predictor = false;
     int64_t rowLength = 0;
+    // The TIFF predictor: each byte is stored as its difference to the byte colors before it,
+    // within rows of tiffRow bytes. 0 when not used.
+    int64_t tiffRow = 0;
+    int64_t colors = 1;
 };
+
+// Undoes the TIFF predictor in place, row by row.
+void UndoTiffPredictor(uint8_t* data, int64_t length, const RowLayout& layout) {
+    for (int64_t row = 0; row + layout.tiffRow <= length; row += layout.tiffRow) {
+        for (int64_t k = layout.colors; k < layout.tiffRow; ++k)
+            data[row + k] = static_cast<uint8_t>(data[row + k] + data[row + k - layout.colors]);
+    }
+}
 
 bool ReadLayout(const PDValue& stream, RowLayout& layout) {
     const PDValue* w = stream.Get("/W");
@@ -61,6 +73,11 @@ bool ReadLayout(const PDValue& stream, RowLayout& layout) {
         parms = parms->First();
     int64_t predictor = parms != nullptr ? IntegerOf(parms->Get("/Predictor")) : 0;
     int64_t columns = parms != nullptr ? IntegerOf(parms->Get("/Columns")) : 0;
+    if (predictor == 2) {
+        int64_t colors = parms != nullptr ? IntegerOf(parms->Get("/Colors")) : 0;
+        layout.colors = std::clamp<int64_t>(colors, 1, kMaxFieldWidth);
+        layout.tiffRow = std::clamp<int64_t>(columns, layout.rowWidth, kMaxColumns) * layout.colors;
+    }
     // Only the PNG predictors put a filter byte in front of each row.
     layout.predictor = predictor >= 10;
     if (layout.predictor) {
@@ -166,6 +183,8 @@ bool PDFile::ReadXrefStream(PDValue& stream, int64_t& prev) {
         return true;
     uint8_t* data = content.Length() > 0 ? reinterpret_cast<uint8_t*>(content.Buffer()) : nullptr;
     int64_t length = content.Length();
+    if (data != nullptr && layout.tiffRow > 0)
+        UndoTiffPredictor(data, length, layout);
     size_t pair = 0;
     int64_t n = pairs[0].first;
     int64_t left = pairs[0].count;
@@ -212,47 +231,68 @@ bool PDFile::ReadXrefStream(PDValue& stream, int64_t& prev) {
 
 // ---- Object streams ----
 
-// A copy walks objects in the order pages reach them, which hops between object streams; a few
-// recently decoded streams are kept so that each is not decoded again for every hop.
-bool PDFile::TakeSpareObjectStream(int32_t streamNum) {
-    for (size_t i = 0; i < m_objStmSpare.size(); ++i) {
-        if (m_objStmSpare[i].number != streamNum)
-            continue;
-        ObjStreamCache found = std::move(m_objStmSpare[i]);
-        m_objStmSpare.erase(m_objStmSpare.begin() + static_cast<std::ptrdiff_t>(i));
-        KeepAsSpare(std::move(m_objStm));
-        m_objStm = std::move(found);
-        return true;
+// A copy walks objects in the order pages reach them, which hops between object streams: each
+// one is decoded once and kept, within a budget, so that no hop decodes it again.
+const PDFile::ObjStreamCache* PDFile::HoldObjectStream(int32_t streamNum) {
+    auto held = m_objStreams.find(streamNum);
+    if (held != m_objStreams.end()) {
+        held->second.lastUse = ++m_objStreamClock;
+        return &held->second;
     }
-    return false;
+    if (streamNum <= 0 || m_objStreamsBusy.count(streamNum) != 0 ||
+        m_objStreamsDamaged.count(streamNum) != 0)
+        return nullptr;
+    int64_t budget = std::max(pdlimits::kObjectStreamBudgetFloor,
+                              m_inSize * pdlimits::kObjectStreamBudgetFactor);
+    if (m_objStreamWork >= budget * pdlimits::kObjectStreamWorkFactor) {
+        if (!m_objStreamWorkReported)
+            PDReport("object streams decode to more than %lld bytes: the rest are not read\n",
+                     static_cast<long long>(m_objStreamWork));
+        m_objStreamWorkReported = true;
+        return nullptr;
+    }
+    ObjStreamCache decoded;
+    m_objStreamsBusy.insert(streamNum);
+    bool ok = DecodeObjectStream(streamNum, decoded);
+    m_objStreamsBusy.erase(streamNum);
+    if (!ok) {
+        m_objStreamsDamaged.insert(streamNum);
+        return nullptr;
+    }
+    int64_t bytes = decoded.data.Length();
+    m_objStreamWork += bytes;
+    MakeRoomForObjectStream(std::max<int64_t>(budget - bytes, 0));
+    decoded.lastUse = ++m_objStreamClock;
+    m_objStreamBytes += bytes;
+    return &(m_objStreams[streamNum] = std::move(decoded));
 }
 
-void PDFile::KeepAsSpare(ObjStreamCache&& stream) {
-    constexpr size_t kSpareStreams = 8;
-    constexpr int kLargestSpare = 16 << 20;
-    if (stream.number <= 0 || stream.data.Length() > kLargestSpare)
-        return;
-    if (m_objStmSpare.size() >= kSpareStreams)
-        m_objStmSpare.erase(m_objStmSpare.begin());
-    m_objStmSpare.push_back(std::move(stream));
+// Drops the least recently used object streams until at most keep bytes are held.
+void PDFile::MakeRoomForObjectStream(int64_t keep) {
+    while (m_objStreamBytes > keep && !m_objStreams.empty()) {
+        auto oldest = m_objStreams.begin();
+        for (auto it = m_objStreams.begin(); it != m_objStreams.end(); ++it) {
+            if (it->second.lastUse < oldest->second.lastUse)
+                oldest = it;
+        }
+        m_objStreamBytes -= oldest->second.data.Length();
+        m_objStreams.erase(oldest);
+    }
 }
 
-bool PDFile::HoldObjectStream(int32_t streamNum) {
-    if (streamNum > 0 && m_objStm.number == streamNum)
-        return true;
-    if (streamNum <= 0 || m_objStm.busy)
-        return false;
-    if (TakeSpareObjectStream(streamNum))
-        return true;
-    KeepAsSpare(std::move(m_objStm));
-    m_objStm = ObjStreamCache{};
-    m_objStm.busy = true;
+void PDFile::DropObjectStreams() {
+    m_objStreams.clear();
+    m_objStreamsBusy.clear();
+    m_objStreamsDamaged.clear();
+    m_objStreamBytes = 0;
+}
+
+bool PDFile::DecodeObjectStream(int32_t streamNum, ObjStreamCache& decoded) {
     PDIndirectObj holder;
-    bool ok = LoadObject(holder, streamNum) && holder.Value()->HasStream();
+    if (!LoadObject(holder, streamNum) || !holder.Value()->HasStream())
+        return false;
     PDStr content;
-    ok = ok && DecodeStream(*holder.Value(), content, this) != 0;
-    m_objStm.busy = false;
-    if (!ok)
+    if (DecodeStream(*holder.Value(), content, this) == 0)
         return false;
     const PDValue& value = *holder.Value();
     int64_t count = IntegerOf(value.Get("/N"));
@@ -263,36 +303,36 @@ bool PDFile::HoldObjectStream(int32_t streamNum) {
     count = std::min<int64_t>(count, first / 2 + 1);
     const uint8_t* p = content.Bytes();
     const uint8_t* end = p + content.Length();
-    m_objStm.pairs.reserve(static_cast<size_t>(count));
+    decoded.pairs.reserve(static_cast<size_t>(count));
     for (int64_t i = 0; i < count; ++i) {
         int64_t num = ReadPairNumber(p, end);
         int64_t offset = ReadPairNumber(p, end);
-        m_objStm.pairs.emplace_back(
+        decoded.pairs.emplace_back(
             num > 0 && num <= pdlimits::kMaxObjectNumber ? static_cast<int32_t>(num) : 0, offset);
+        decoded.byNumber.emplace(decoded.pairs.back().first, decoded.pairs.size() - 1);
     }
-    m_objStm.first = first;
-    m_objStm.data = std::move(content);
-    m_objStm.number = streamNum;
+    decoded.first = first;
+    decoded.data = std::move(content);
     return true;
 }
 
 bool PDFile::LoadFromObjectStream(PDIndirectObj& holder, int32_t n, const PDXrefEntry& entry) {
-    if (entry.stream == n || !HoldObjectStream(entry.stream))
+    const ObjStreamCache* stream = entry.stream != n ? HoldObjectStream(entry.stream) : nullptr;
+    if (stream == nullptr)
         return false;
-    const auto& pairs = m_objStm.pairs;
+    const auto& pairs = stream->pairs;
     size_t i = static_cast<size_t>(entry.index);
     if (entry.index < 0 || i >= pairs.size() || pairs[i].first != n) {
         // A writer that miscounted: look the number up among the pairs instead.
-        i = 0;
-        while (i < pairs.size() && pairs[i].first != n)
-            ++i;
-        if (i >= pairs.size())
+        auto found = stream->byNumber.find(n);
+        if (found == stream->byNumber.end())
             return false;
+        i = found->second;
     }
-    int64_t offset = m_objStm.first + pairs[i].second;
-    if (pairs[i].second < 0 || offset >= m_objStm.data.Length())
+    int64_t offset = stream->first + pairs[i].second;
+    if (pairs[i].second < 0 || offset >= stream->data.Length())
         return false;
-    PDMemoryHost host(m_objStm.data.Bytes(), m_objStm.data.Length());
+    PDMemoryHost host(stream->data.Bytes(), stream->data.Length());
     host.Seek(offset);
     auto value = std::make_unique<PDValue>();
     {

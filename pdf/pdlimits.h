@@ -29,6 +29,17 @@ inline constexpr int kMaxCopyDepth = 10000;
 } // namespace pdlimits
 
 namespace pdlimits {
-// Decoded stream data never grow beyond this (a compression bomb ends here, with what was decoded).
+// Decoded stream data that grow beyond this, or beyond kMaxDecodedRatio times their encoded size
+// when that is larger, count as damaged. kMaxDecodedCeiling is the hard ceiling of either.
 inline constexpr int64_t kMaxDecodedStream = int64_t{1} << 28;
+inline constexpr int64_t kMaxDecodedRatio = 1000;
+inline constexpr int64_t kMaxDecodedCeiling = int64_t{1} << 30;
+
+// Decoded object streams are kept for the whole open within this budget: the larger of the floor
+// and the input size times the factor. Beyond it the least recently used are dropped, and once the
+// decoding done for object streams reaches kObjectStreamWorkFactor budgets, further ones count as
+// damaged, so that no file makes the reader inflate the same data over and over.
+inline constexpr int64_t kObjectStreamBudgetFloor = int64_t{64} << 20;
+inline constexpr int64_t kObjectStreamBudgetFactor = 8;
+inline constexpr int64_t kObjectStreamWorkFactor = 4;
 } // namespace pdlimits

@@ -33,6 +33,35 @@ public:
     virtual int32_t LoadedObjectNumber(int32_t objNum) { return objNum; }
     // Upper bound for a stream's data bytes from the current position (the rest of the input).
     virtual int64_t Remaining() = 0;
+    // The offset at which the data of a stream that start at dataStart, with the declared length
+    // (-1 when unknown), must stop being read; -1 when only the end of the input bounds them.
+    virtual int64_t StreamLimit(int64_t dataStart, int64_t length) {
+        (void)dataStart;
+        (void)length;
+        return -1;
+    }
+};
+
+// Positions of "endstream", "endobj" and object headers in an input, collected in one pass. The
+// input may come in overlapping pieces: only keywords that start in [from, until) of a piece
+// count, the bytes around them are context.
+class PDKeywordIndex {
+public:
+    void Scan(const uint8_t* data, int64_t size, int64_t base, int64_t from, int64_t until);
+    // Where reading the data of a stream must stop: just behind the "endstream" that the declared
+    // length points at; when there is none, at the first "endstream" (and the byte behind it),
+    // "endobj" or object header after dataStart, whichever comes first. -1 when none follows.
+    int64_t StreamLimit(int64_t dataStart, int64_t length) const;
+    void Clear() noexcept {
+        m_endstream.clear();
+        m_endobj.clear();
+        m_headers.clear();
+    }
+
+private:
+    std::vector<int64_t> m_endstream;
+    std::vector<int64_t> m_endobj;
+    std::vector<int64_t> m_headers;
 };
 
 // A memory image as parse host (tests, object streams, fuzzing). Does not own the bytes.
@@ -156,6 +185,7 @@ private:
     void ReadWithLength(std::vector<uint8_t>& data, int64_t length, int64_t& end);
     void Keep(std::vector<uint8_t>& data, int byte, int64_t limit);
     void SetLengthValue(int64_t length);
+    int64_t DataRoom() noexcept;
 
     PDByteSource m_source;
     std::unique_ptr<PDValue> m_value;
@@ -172,4 +202,6 @@ private:
     int m_lastSlot = -1;
     int m_pendingData = -1;   // a data byte read while looking for the end of line behind "stream"
     bool m_noStreams = false; // set on the helper parser that reads an indirect /Length
+    int64_t m_dataEnd = -1;   // stream data are not read at or beyond this offset; -1: no bound
+    bool m_hitDataEnd = false;
 };

@@ -49,7 +49,18 @@ int PDParser::DataByte() {
         m_pendingData = -1;
         return c;
     }
+    if (m_dataEnd >= 0 && m_source.Offset() >= m_dataEnd) {
+        m_hitDataEnd = true;
+        return -1;
+    }
     return m_source.GetByte();
+}
+
+// How many data bytes can still come: to the bound of this stream, or to the end of the input.
+int64_t PDParser::DataRoom() noexcept {
+    if (m_dataEnd >= 0)
+        return std::max<int64_t>(m_dataEnd - m_source.Offset(), 0) + kSlack;
+    return m_source.Buffered() + m_source.Host().Remaining() + kSlack;
 }
 
 // Adds a byte, growing the buffer in steps but never far beyond what the input still holds.
@@ -111,7 +122,7 @@ int64_t PDParser::IndirectLength(int32_t objNum) {
 // Without a usable length (or with a suspiciously short one): byte by byte until "endstream"
 // and a white-space byte. False when an unknown length passes the buffer.
 bool PDParser::ReadUntilKeyword(std::vector<uint8_t>& data, int64_t length, int64_t& end) {
-    int64_t limit = m_source.Buffered() + m_source.Host().Remaining() + kSlack;
+    int64_t limit = DataRoom();
     data.reserve(static_cast<size_t>(std::min(kShortBuffer, limit)));
     for (int c = DataByte(); c >= 0; c = DataByte()) {
         Keep(data, c, limit);
@@ -134,7 +145,7 @@ bool PDParser::ReadUntilKeyword(std::vector<uint8_t>& data, int64_t length, int6
 // With a length L: L + 12 bytes, "endstream" expected 12 to 14 bytes before their end; when it
 // is not there, byte by byte until it turns up. Without it the data run to the end of input.
 void PDParser::ReadWithLength(std::vector<uint8_t>& data, int64_t length, int64_t& end) {
-    int64_t limit = m_source.Buffered() + m_source.Host().Remaining() + kSlack;
+    int64_t limit = DataRoom();
     data.reserve(static_cast<size_t>(std::min(length + 40, limit)));
     int c = 0;
     while (Size(data) < length + 12 && (c = DataByte()) >= 0)
@@ -215,13 +226,26 @@ bool PDParser::ReadStream(PDValue& dict) {
         return true;
     }
     int64_t length = StreamLength();
-    // The end of line behind "stream": a line feed, or any one byte and a line feed.
+    // The end of line behind "stream": a line feed, or any one byte and a line feed. Blanks
+    // that some writers leave in front of the line end belong to neither.
     m_pendingData = -1;
-    if (m_cur != '\n') {
-        int c = m_source.GetByte();
-        if (c != '\n')
-            m_pendingData = c;
+    int c = m_cur;
+    bool blanks = false;
+    while (c == ' ' || c == '\t') {
+        c = m_source.GetByte();
+        blanks = true;
     }
+    if (c == '\r' || (c != '\n' && !blanks)) {
+        int next = m_source.GetByte();
+        if (next != '\n')
+            m_pendingData = next;
+    } else if (c != '\n') {
+        m_pendingData = c; // blanks, then data without a line end
+    }
+    // The data start where the next data byte is; a byte already taken counts from one before.
+    int64_t dataStart = m_source.Offset() - (m_pendingData >= 0 ? 1 : 0);
+    m_dataEnd = m_source.Host().StreamLimit(dataStart, length);
+    m_hitDataEnd = false;
     std::vector<uint8_t> data;
     int64_t end = 0;
     bool ok = true;
@@ -230,9 +254,13 @@ bool PDParser::ReadStream(PDValue& dict) {
     else
         ReadWithLength(data, length, end);
     m_pendingData = -1;
+    m_dataEnd = -1;
     m_cur = m_source.GetByte();
     if (!ok)
         return false;
+    if (m_hitDataEnd && !MatchAt(data, end, kEndstream, kEndstreamLength))
+        PDReport("stream of object %ld has no endstream: its data end at the next object\n",
+                 static_cast<long>(m_objNum));
     int64_t measured = end;
     int64_t floor = std::max<int64_t>(length - 2, 0);
     while (measured > floor && (data[static_cast<size_t>(measured - 1)] == '\r' ||

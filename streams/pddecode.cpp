@@ -80,14 +80,14 @@ bool RunFilter(const PDValue& filter, bool last, const PDValue& stream, Scratch&
     if (filter.Kind() == kPDText && name == "/LZWDecode") {
         StageInput(stream, scratch, &in, &length);
         content.Clear();
-        DecodeLZW(in != nullptr ? in : reinterpret_cast<const uint8_t*>(""), length, content);
-        return true;
+        return DecodeLZW(in != nullptr ? in : reinterpret_cast<const uint8_t*>(""), length,
+                         content) >= 0;
     }
     if (filter.Kind() == kPDText && IsFlateName(name)) {
         StageInput(stream, scratch, &in, &length);
         content.Clear();
-        DecodeFlate(in != nullptr ? in : reinterpret_cast<const uint8_t*>(""), length, content);
-        return true;
+        return DecodeFlate(in != nullptr ? in : reinterpret_cast<const uint8_t*>(""), length,
+                           content) >= 0;
     }
     PDReport("cannot decode %s\n", name.Text());
     return false;
@@ -113,19 +113,31 @@ void CopyUnfiltered(const PDValue& stream, PDStr& content, PDResolver* file) {
 
 } // namespace
 
-bool PDAppendDecoded(PDStr& content, const uint8_t* bytes, int64_t count) {
+int64_t PDDecodedCap(int64_t encoded) {
+    int64_t byRatio = encoded < pdlimits::kMaxDecodedCeiling / pdlimits::kMaxDecodedRatio
+                          ? std::max<int64_t>(encoded, 0) * pdlimits::kMaxDecodedRatio
+                          : pdlimits::kMaxDecodedCeiling;
+    return std::clamp(byRatio, pdlimits::kMaxDecodedStream, pdlimits::kMaxDecodedCeiling);
+}
+
+bool PDAppendDecoded(PDStr& content, const uint8_t* bytes, int64_t count, int64_t cap) {
     int64_t length = content.Length();
-    int64_t room = std::max<int64_t>(pdlimits::kMaxDecodedStream - length, 0);
+    int64_t room = std::max<int64_t>(cap - length, 0);
     int64_t take = std::clamp<int64_t>(count, 0, room);
     if (take > 0 && length + take >= content.Capacity()) {
-        int64_t grown = std::clamp<int64_t>(2 * length, length + take, pdlimits::kMaxDecodedStream);
+        int64_t grown = std::clamp<int64_t>(2 * length, length + take, cap);
         // Reserve moves the length to the new size; cutting it back keeps the capacity.
         if (!content.Reserve(static_cast<int>(grown)))
             PDThrowAlloc();
         content.Truncate(static_cast<int>(length));
     }
     content.Append(reinterpret_cast<const char*>(bytes), static_cast<int>(take));
-    return length + take < pdlimits::kMaxDecodedStream;
+    if (count <= room)
+        return true;
+    PDReport("stream decodes to more than %lld bytes: treated as damaged\n",
+             static_cast<long long>(cap));
+    content.Clear();
+    return false;
 }
 
 int DecodeStream(const PDValue& stream, PDStr& content, PDResolver* file) {
@@ -138,8 +150,9 @@ int DecodeStream(const PDValue& stream, PDStr& content, PDResolver* file) {
         resolved = file->LoadValue(filter->Number());
         filter = resolved.get();
     }
-    // An empty filter array filters nothing, like an absent /Filter.
-    if (filter == nullptr || (filter->Kind() == kPDArray && filter->First() == nullptr)) {
+    // An empty filter array or a null filters nothing, like an absent /Filter.
+    if (filter == nullptr || (filter->Kind() == kPDArray && filter->First() == nullptr) ||
+        (filter->Kind() == kPDText && filter->Text() == "null")) {
         CopyUnfiltered(stream, content, file);
         return 1;
     }

@@ -174,13 +174,18 @@ void PDSecurity::ReadEncryptDictionary(const PDValue& encrypt) {
     m_version = ReadNumber(encrypt, "/V", number)
                     ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
                     : 0;
-    m_keyBits = 40;
-    if (m_version >= 2 && ReadNumber(encrypt, "/Length", number)) {
-        m_keyBits = static_cast<int>(std::clamp<int64_t>(number, 0, 4096));
-    }
     m_revision = ReadNumber(encrypt, "/R", number)
                      ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
                      : 2;
+    m_keyBits = 40;
+    m_keyLengthGuessed = false;
+    if (m_version >= 2 && ReadNumber(encrypt, "/Length", number)) {
+        m_keyBits = static_cast<int>(std::clamp<int64_t>(number, 0, 4096));
+    } else if (m_version >= 2 && m_revision == 3) {
+        // Without /Length a revision 3 key is most often 128 bits; 40 is tried when that fails.
+        m_keyBits = 128;
+        m_keyLengthGuessed = true;
+    }
     m_aesFilter = UsesAesFilter(encrypt);
     m_levelChosen = true;
     m_encrypting = false;
@@ -336,7 +341,15 @@ bool PDSecurity::SetOwnerPassword(const char* password) {
 }
 
 bool PDSecurity::SetPassword(const char* password) {
-    return SetUserPassword(password) || SetOwnerPassword(password);
+    if (SetUserPassword(password) || SetOwnerPassword(password))
+        return true;
+    if (m_role != kInput || !m_keyLengthGuessed || m_keyBits == 40)
+        return false;
+    m_keyBits = 40;
+    if (SetUserPassword(password) || SetOwnerPassword(password))
+        return true;
+    m_keyBits = 128;
+    return false;
 }
 
 int PDSecurity::ObjectKey(int32_t objNum, int32_t generation, uint8_t key[16]) const {

@@ -12,8 +12,8 @@ public:
     explicit PDSecurity(Role role);
 
     // Input: takes /O, /U (decoded from their written form), /P, /V (default 0), /Length (only when
-    // /V >= 2, default 40), /R (default 2) from the resolved /Encrypt dictionary. /Filter is not
-    // checked.
+    // /V >= 2; without it 40 bits, or for revision 3 first 128 and then 40), /R (default 2) from
+    // the resolved /Encrypt dictionary. /Filter is not checked.
     void ReadEncryptDictionary(const PDValue& encrypt);
     // The first element of /ID, as bytes.
     void SetDocumentId(const uint8_t* id, int length);
@@ -87,6 +87,7 @@ private:
     bool m_levelChosen = false;
     bool m_encrypting = false;
     bool m_notReady = true;
-    bool m_entriesRead = false; // input: /O and /U were present and 32 bytes long
-    bool m_aesFilter = false;   // input: a crypt filter names an AES method
+    bool m_entriesRead = false;      // input: /O and /U were present and 32 bytes long
+    bool m_aesFilter = false;        // input: a crypt filter names an AES method
+    bool m_keyLengthGuessed = false; // input: revision 3 without /Length
 };

@@ -58,6 +58,7 @@ int64_t DecodeFlate(const uint8_t* in, int64_t length, PDStr& content) {
     }
     const uint8_t* next = in;
     const uint8_t* end = in + length;
+    const int64_t cap = PDDecodedCap(length);
     int code = Z_OK;
     int64_t produced = 0;
     for (;;) {
@@ -67,9 +68,12 @@ int64_t DecodeFlate(const uint8_t* in, int64_t length, PDStr& content) {
         uInt inBefore = zs.avail_in;
         code = inflate(&zs, Z_SYNC_FLUSH);
         produced = size - static_cast<int64_t>(zs.avail_out);
-        bool room = PDAppendDecoded(content, out.get(), produced);
-        if ((zs.avail_in == 0 && next == end) || !room) {
-            code = Z_OK; // input used up (or the size cap reached): a success with what came out
+        if (!PDAppendDecoded(content, out.get(), produced, cap)) {
+            inflateEnd(&zs);
+            return -1;
+        }
+        if (zs.avail_in == 0 && next == end) {
+            code = Z_OK; // input used up: a success with what came out
             break;
         }
         bool stalled = produced == 0 && zs.avail_in == inBefore;

@@ -203,13 +203,13 @@ int LZWState::Decode(uint8_t* out, int size, int* written) {
 }
 
 // Appends one output buffer to content. False once the decoded-size cap is reached.
-bool AppendBuffer(PDStr& content, const uint8_t* buffer, int written) {
+bool AppendBuffer(PDStr& content, const uint8_t* buffer, int written, int64_t cap) {
     // Deliberate: the buffer's last byte is counted only when it is not 0x00, so an output whose
     // 500000th byte (or whose very last byte) is zero loses that byte. Output files depend on it.
     int count = written;
     if (count > 0 && buffer[count - 1] == 0)
         --count;
-    return PDAppendDecoded(content, buffer, count);
+    return PDAppendDecoded(content, buffer, count, cap);
 }
 
 } // namespace
@@ -218,6 +218,7 @@ int DecodeLZW(const uint8_t* in, int64_t length, PDStr& content) {
     if (in == nullptr)
         return 0;
     LZWState state(in, length);
+    const int64_t cap = PDDecodedCap(length);
     std::unique_ptr<uint8_t[]> buffer(new (std::nothrow) uint8_t[kOutBuffer + 4]());
     if (!buffer)
         PDThrowAlloc();
@@ -227,8 +228,9 @@ int DecodeLZW(const uint8_t* in, int64_t length, PDStr& content) {
         // An error inside the first buffer keeps nothing; a later one keeps its buffer.
         if (result == kLZWError && first)
             break;
-        bool room = AppendBuffer(content, buffer.get(), written);
-        if (result != kLZWBufferFull || !room)
+        if (!AppendBuffer(content, buffer.get(), written, cap))
+            return -1;
+        if (result != kLZWBufferFull)
             break;
         std::memset(buffer.get(), 0, kOutBuffer);
     }

@@ -1,13 +1,18 @@
 // Opening files from memory images: header, startxref, classic sections, trailer and loading.
 #include "structure/pdinput.h"
 
+#include "streams/pdfilters.h"
+
 #include "tests/support/diag_capture.h"
 #include "tests/support/memory_input.h"
 #include "tests/support/pdf_builder.h"
+#include "tests/support/run_tool.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -101,7 +106,7 @@ TEST(ReaderOpen, DefectTable) {
         // Offsets at the edge of 64 bits, behind junk that shifts every offset, are unusable.
         {"startxref-huge", Both(Startxref(kHuge), Prepend(5)), true, pderr::kNoStartxref, 1, true,
          ""},
-        {"prev-huge", Both(Replace("/Root", "/Prev " + kHuge + " /Root"), Prepend(5)), true, 0, 0,
+        {"prev-huge", Both(Replace("/Root", "/Prev " + kHuge + " /Root"), Prepend(5)), true, 0, 1,
          true, ""},
         {"xrefstm-huge", Both(Replace("/Root", "/XRefStm " + kHuge + " /Root"), Prepend(5)), true,
          0, 0, true, ""},
@@ -284,3 +289,166 @@ TEST(ReaderTrailer, ValuesTaken) {
 }
 
 } // namespace
+
+namespace {
+
+// A one-page file whose page draws content, in the hand-made shapes of other writers.
+std::string ContentFile(const std::string& header, const std::string& afterStream) {
+    PdfBuilder b("1.4");
+    AddOnePageDocument(b);
+    b.Add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Contents 4 0 R >>");
+    b.Add(4, "<< /Length 10 >>\nstream" + afterStream + "0 0 m S Q \nendstream");
+    std::string pdf = b.Build();
+    ReplaceOnce(pdf, "%PDF-1.4", header);
+    return pdf;
+}
+
+// The same file with a cross-reference stream, its rows written through edit.
+std::string XrefStreamFile(const std::string& dict, const std::function<std::string(int)>& row) {
+    std::string pdf = "%PDF-1.5\n", data;
+    std::vector<size_t> offsets;
+    const char* bodies[] = {"<< /Type /Catalog /Pages 2 0 R >>",
+                            "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+                            "<< /Type /Page /Parent 2 0 R /Contents 4 0 R >>",
+                            "<< /Length 10 >>\nstream\n0 0 m S Q \nendstream"};
+    for (int n = 1; n <= 4; ++n) {
+        offsets.push_back(pdf.size());
+        pdf += std::to_string(n) + " 0 obj\n" + bodies[n - 1] + "\nendobj\n";
+    }
+    offsets.push_back(pdf.size());
+    for (int n = 0; n <= 5; ++n)
+        data += row(n == 0 ? -1 : static_cast<int>(offsets[static_cast<size_t>(n - 1)]));
+    pdf += "5 0 obj\n<< /Type /XRef /Size 6 /Root 1 0 R " + dict + " /Length " +
+           std::to_string(data.size()) + " >>\nstream\n" + data +
+           "\nendstream\nendobj\nstartxref\n" + std::to_string(offsets.back()) + "\n%%EOF\n";
+    return pdf;
+}
+
+std::string BigEndian(int64_t value, int width) {
+    std::string bytes;
+    for (int i = width - 1; i >= 0; --i)
+        bytes += static_cast<char>((value >> (8 * i)) & 0xFF);
+    return bytes;
+}
+
+// A row of type 1 (or 0 for offset -1) with field widths 1, 2, w3.
+std::string Row(int offset, int w3) {
+    return BigEndian(offset < 0 ? 0 : 1, 1) + BigEndian(std::max(offset, 0), 2) + BigEndian(0, w3);
+}
+
+// The TIFF predictor: each byte after the first of a row stored as its difference to the last.
+std::string TiffRow(int offset) {
+    std::string row = Row(offset, 1), out(1, row[0]);
+    for (size_t k = 1; k < row.size(); ++k)
+        out += static_cast<char>(row[k] - row[k - 1]);
+    return out;
+}
+
+// qpdf's RC4 encryption of a content file with the empty user password, patched by edit.
+std::string Encrypted(int bits, const Edit& edit) {
+    TempDir dir;
+    std::string in = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
+    std::string plain = ContentFile("%PDF-1.4", "\n");
+    FILE* f = std::fopen(in.c_str(), "wb");
+    std::fwrite(plain.data(), 1, plain.size(), f);
+    std::fclose(f);
+    Shell("qpdf --allow-weak-crypto --encrypt '' owner " + std::to_string(bits) +
+          (bits > 40 ? " --use-aes=n" : "") + " -- " + in + " " + out + " 2>/dev/null");
+    std::string pdf = ReadFile(out);
+    if (!pdf.empty())
+        edit(pdf);
+    return pdf;
+}
+
+} // namespace
+
+// Shapes that other readers open: each opens, finds its page and reads the content unharmed.
+TEST(ReaderOpen, ShapesOtherReadersOpen) {
+    const bool qpdf = Have("qpdf --version");
+    struct Case {
+        const char* name;
+        std::function<std::string()> make;
+    } cases[] = {
+        {"header without dash", [] { return ContentFile("%PDF1.4", "\n"); }},
+        {"header with another byte", [] { return ContentFile("%PDF*1.4", "\n"); }},
+        {"blanks before the line end", [] { return ContentFile("%PDF-1.4", "  \t \r\n"); }},
+        {"tiff predictor",
+         [] {
+             return XrefStreamFile("/W [1 2 1] /DecodeParms << /Predictor 2 /Columns 4 >>",
+                                   TiffRow);
+         }},
+        {"filter null, widths 1 2 4",
+         [] { return XrefStreamFile("/W [1 2 4] /Filter null", [](int o) { return Row(o, 4); }); }},
+        {"prev names no number",
+         [] {
+             PdfBuilder b("1.4");
+             AddOnePageDocument(b);
+             b.Add(4, "<< /Length 10 >>\nstream\n0 0 m S Q \nendstream");
+             b.NewSection()
+                 .Add(3, "<< /Type /Page /Parent 2 0 R /Contents 4 0 R >>")
+                 .Trailer("/Root 1 0 R");
+             std::string pdf = b.Build();
+             ReplaceOnce(pdf, "/Prev ", "/Prev /Nowhere /Old ");
+             return pdf;
+         }},
+        {"revision 3 without /Length", [] { return Encrypted(128, Replace("/Length 128 ", "")); }},
+        {"revision 2 without /Length", [] { return Encrypted(40, Replace("/Length 40 ", "")); }},
+        {"revision 3, /U padded with zeros",
+         [] {
+             return Encrypted(128, [](std::string& s) {
+                 size_t at = s.find("/U <");
+                 ASSERT_NE(at, std::string::npos);
+                 s.replace(at + 4 + 32, 32, std::string(32, '0'));
+             });
+         }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string pdf = c.make();
+        if (pdf.empty()) {
+            EXPECT_FALSE(qpdf) << "qpdf could not make the file";
+            continue;
+        }
+        PDFInput in;
+        ASSERT_TRUE(Open(in, pdf));
+        EXPECT_EQ(in.PasswordStatus() == PDPasswordStatus::kRejected, false);
+        EXPECT_EQ(in.PageNumbers(), std::vector<int32_t>{3});
+        std::unique_ptr<PDValue> content = in.LoadValue(4);
+        ASSERT_NE(content, nullptr);
+        PDStr decoded;
+        EXPECT_EQ(DecodeStream(*content, decoded, &in), 1);
+        EXPECT_EQ(decoded.ToString(), "0 0 m S Q ");
+        if (ToolPath() == nullptr || !qpdf)
+            continue;
+        TempDir dir; // the copy passes an independent check
+        std::string name = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
+        FILE* f = std::fopen(name.c_str(), "wb");
+        std::fwrite(pdf.data(), 1, pdf.size(), f);
+        std::fclose(f);
+        EXPECT_EQ(RunTool(ToolPath(), {name, out}).status, 0);
+        int status = -1;
+        std::string report = Shell("qpdf --check " + out + " 2>&1", &status);
+        EXPECT_EQ(status, 0) << report;
+    }
+}
+
+// Thousands of streams whose /Length is wrong and whose data never meet "endstream": each is
+// read to the next object, not to the end of the file, so what is read stays near the file size.
+TEST(ReaderOpen, StreamsWithoutEndstreamReadOnce) {
+    PdfBuilder b("1.4");
+    AddOnePageDocument(b);
+    const int count = 2000;
+    for (int n = 10; n < 10 + count; ++n)
+        b.Add(n, "<< /Length 999999 >>\nstream\n0 0 m S Q 0 0 m S Q");
+    std::string pdf = b.Build();
+    PDFInput in;
+    ASSERT_TRUE(Open(in, pdf));
+    int64_t read = 0;
+    for (int n = 10; n < 10 + count; ++n) {
+        std::unique_ptr<PDValue> value = in.LoadValue(n);
+        ASSERT_NE(value, nullptr);
+        read += value->StreamLength();
+    }
+    EXPECT_LT(read, static_cast<int64_t>(pdf.size()));
+    EXPECT_GE(read, count * 19);
+}
