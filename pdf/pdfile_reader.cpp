@@ -263,10 +263,10 @@ bool PDFile::TakeTrailerValues() {
     if (id != nullptr && id->Kind() == kPDArray) {
         const PDValue* first = id->First();
         if (first != nullptr && first->Kind() == kPDString)
-            PDDecodeString(first->Text(), m_firstId);
+            PDDecodeString(first->Text(), m_firstId, PDShortOctal::kByte);
         const PDValue* second = first != nullptr ? first->Next() : nullptr;
         if (second != nullptr && second->Kind() == kPDString)
-            PDDecodeString(second->Text(), m_secondId);
+            PDDecodeString(second->Text(), m_secondId, PDShortOctal::kByte);
     }
     return true;
 }

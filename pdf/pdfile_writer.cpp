@@ -223,8 +223,9 @@ bool PDFile::WriteStringBytes(const uint8_t* bytes, int length, int mode) {
 bool PDFile::WriteString(const PDValue& value) {
     if (!m_out || m_out->keyObject <= 0)
         return WriteToken(value.Text().View());
+    // The bytes encrypted are those every reader sees in the string as written.
     PDStr bytes;
-    PDDecodeString(value.Text(), bytes);
+    PDDecodeString(value.Text(), bytes, PDShortOctal::kByte);
     return WriteStringBytes(bytes.Bytes(), bytes.Length(), kPDLiteral);
 }
 

@@ -49,7 +49,7 @@ void DecodeHex(const uint8_t* p, int length, PDStr& out) {
 }
 
 // Decodes the escape whose backslash is at p[i]; returns the index of the first byte after it.
-int DecodeEscape(const uint8_t* p, int length, int i, PDStr& out) {
+int DecodeEscape(const uint8_t* p, int length, int i, PDStr& out, PDShortOctal shortOctal) {
     if (i + 1 >= length)
         return length;
     uint8_t c = p[i + 1];
@@ -67,21 +67,28 @@ int DecodeEscape(const uint8_t* p, int length, int i, PDStr& out) {
         out.Append(static_cast<char>((c - '0') * 64 + (p[i + 2] - '0') * 8 + (p[i + 3] - '0')));
         return i + 4;
     }
-    // Deliberate: a short octal escape is kept as written, backslash and digits alike.
     int end = i + 2;
     if (end < length && IsOctal(p[end]))
         ++end;
+    if (shortOctal == PDShortOctal::kByte) {
+        int value = 0;
+        for (int k = i + 1; k < end; ++k)
+            value = value * 8 + (p[k] - '0');
+        out.Append(static_cast<char>(value));
+        return end;
+    }
+    // Deliberate: a short octal escape in text is kept as written, backslash and digits alike.
     out.Append(reinterpret_cast<const char*>(p + i), end - i);
     return end;
 }
 
-void DecodeLiteral(const uint8_t* p, int length, PDStr& out) {
+void DecodeLiteral(const uint8_t* p, int length, PDStr& out, PDShortOctal shortOctal) {
     int depth = 0;
     int i = 1;
     while (i < length) {
         uint8_t c = p[i];
         if (c == '\\') {
-            i = DecodeEscape(p, length, i, out);
+            i = DecodeEscape(p, length, i, out, shortOctal);
             continue;
         }
         if (c == ')') {
@@ -149,10 +156,10 @@ void EncodeLiteral(const uint8_t* bytes, int length, PDStr& out, bool keepOctal)
 
 } // namespace
 
-void PDDecodeString(const char* text, int length, PDStr& out) {
+void PDDecodeString(const char* text, int length, PDStr& out, PDShortOctal shortOctal) {
     if (text != nullptr && text == out.Text() && length > 0) {
         PDStr copy(text, length); // decoding a string onto itself
-        PDDecodeString(copy.Text(), copy.Length(), out);
+        PDDecodeString(copy.Text(), copy.Length(), out, shortOctal);
         return;
     }
     out.Clear();
@@ -165,7 +172,7 @@ void PDDecodeString(const char* text, int length, PDStr& out) {
     } else if (first == '<') {
         DecodeHex(p, length, out);
     } else if (first == '(') {
-        DecodeLiteral(p, length, out);
+        DecodeLiteral(p, length, out, shortOctal);
     } else {
         PDReport("Encoded PDF string must start with '('\n");
         PDReport("\"%.*s\"\n", length, length > 0 ? text : "");

@@ -75,8 +75,10 @@ bool ReadEntry(const PDValue& dict, const char* key, uint8_t entry[32]) {
     if (v == nullptr || v->Kind() != kPDString) {
         return false;
     }
+    // Key material is binary: a short octal escape is the byte it stands for, as other readers
+    // take it (writers that shorten "\000" to "\0" are common).
     PDStr bytes;
-    PDDecodeString(v->Text(), bytes);
+    PDDecodeString(v->Text(), bytes, PDShortOctal::kByte);
     if (bytes.Length() != 32) {
         return false;
     }
@@ -382,7 +384,7 @@ void PDSecurity::CryptString(PDValue& value, int32_t objNum, int32_t generation)
         return;
     }
     PDStr bytes;
-    PDDecodeString(value.Text(), bytes);
+    PDDecodeString(value.Text(), bytes, PDShortOctal::kByte);
     if (bytes.Length() > 0) {
         CryptBytes(reinterpret_cast<uint8_t*>(bytes.Buffer()), bytes.Length(), objNum, generation);
     }

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -399,6 +400,32 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
                  size_t at = s.find("/U <");
                  ASSERT_NE(at, std::string::npos);
                  s.replace(at + 4 + 32, 32, std::string(32, '0'));
+             });
+         }},
+        {"revision 3, /U zeros written as short octal escapes",
+         [] {
+             return Encrypted(128, [](std::string& s) {
+                 size_t at = s.find("/U <");
+                 ASSERT_NE(at, std::string::npos);
+                 std::string literal = "(";
+                 for (size_t k = 0; k < 16; ++k) {
+                     auto byte =
+                         static_cast<char>(std::stoi(s.substr(at + 4 + 2 * k, 2), nullptr, 16));
+                     if (std::strchr("\\()\r\n", byte) != nullptr || byte == 0) {
+                         char octal[8];
+                         std::snprintf(octal, sizeof octal, "\\%03o",
+                                       static_cast<unsigned char>(byte));
+                         literal += octal;
+                     } else {
+                         literal += byte;
+                     }
+                 }
+                 for (int k = 0; k < 16; ++k)
+                     literal += "\\0";
+                 literal += ")";
+                 ASSERT_LE(literal.size(), 66u);
+                 literal.resize(66, ' '); // offsets stay where the cross-reference table says
+                 s.replace(at + 3, 66, literal);
              });
          }},
     };
