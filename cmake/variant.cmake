@@ -42,8 +42,12 @@ function(quillet_add_variant suffix flags)
   target_compile_options(quillet${suffix} PRIVATE ${flags})
   target_link_libraries(quillet${suffix} PRIVATE quillet_tool${suffix} quillet_warnings)
 
-  # Fuzz targets: every build compiles them with a stand-alone runner that replays files.
-  file(GLOB fuzz_srcs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/fuzz_*.cpp)
+  # Fuzz targets: test and fuzz builds compile them, with a stand-alone runner that replays files
+  # unless libFuzzer drives them; the release build is the tool alone.
+  set(fuzz_srcs)
+  if(QUILLET_TESTS OR QUILLET_LIBFUZZER)
+    file(GLOB fuzz_srcs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/fuzz_*.cpp)
+  endif()
   foreach(src IN LISTS fuzz_srcs)
     get_filename_component(name ${src} NAME_WE)
     add_executable(${name}${suffix} ${src})
