@@ -42,6 +42,12 @@ struct PDXrefEntry {
     bool IsEmpty() const noexcept { return offset <= 0 && stream <= 0; }
 };
 
+// One page of the input: its object number and the page-tree node it was reached from.
+struct PDPageSlot {
+    int32_t number = 0;
+    int32_t parent = 0;
+};
+
 enum class PDPasswordStatus : int {
     kNotEncrypted = 0, // nothing to unlock
     kAccepted = 1,     // strings and streams are decrypted from now on
@@ -144,9 +150,22 @@ public:
         return nullptr;
     }
 
-    // The pages of the input, in order, by walking /Kids from the page-tree root. Repeated nodes
-    // and cycles are skipped; the walk stops at pdlimits::kMaxTreeDepth.
+    // The pages of the input in order, with the node each was reached from (0 for a root that is
+    // a page and for pages found by scanning). /Kids are walked by what is there, /Count is not
+    // trusted, unreadable kids are skipped, repeated nodes and cycles walked once, a page listed
+    // twice is kept twice; when the tree gives no page, the file's /Type /Page objects stand in,
+    // in file order. Computed once (until ForgetPages); owned by the file.
+    const std::vector<PDPageSlot>& PageSlots();
+    int PageCount() { return static_cast<int>(PageSlots().size()); }
+    // The object numbers of PageSlots().
     std::vector<int32_t> CollectPages();
+    // The node above each page-tree node met by the walk (node -> parent), after PageSlots().
+    const std::unordered_map<int32_t, int32_t>& NodeParents() const noexcept {
+        return m_nodeParents;
+    }
+    // True when the pages came from scanning the file, not from the page tree.
+    bool PagesFromScan() const noexcept { return m_pagesFromScan; }
+    void ForgetPages() noexcept;
 
     // ---------------------------------------------------------------- writing side
     // Output numbers handed out before the file is written carry this bias, so they are never
@@ -248,13 +267,13 @@ protected:
 
     // Called when objects read so far are stale (a decryption key became known).
     virtual void OnObjectsInvalidated() {}
-    // Visits one kid of a /Pages node: a node is walked in turn, a page is handed to VisitPage.
-    // False when the kid cannot be read.
-    virtual bool VisitKid(int32_t kidNum, int32_t parentNum);
-    // Receives each page of the walk; the default collects its number.
-    virtual bool VisitPage(PDIndirectObj& page, int32_t parentNum);
-    // Walks the kids of one /Pages node (a missing /Kids is reported and ends this node).
-    void WalkKids(const PDIndirectObj& node);
+    // A kid of a page-tree node written as a dictionary in place: an input document gives it a
+    // number of its own and returns it; 0 leaves it out. Takes ownership of value.
+    virtual int32_t AdoptDirectKid(std::unique_ptr<PDValue> value, int32_t parentNum) {
+        (void)value;
+        (void)parentNum;
+        return 0;
+    }
 
 private:
     // A decoded object stream: its data and (object number, offset) pairs.
@@ -330,6 +349,7 @@ private:
     int64_t m_pendingPrev = 0; // older stream section not read yet
     int m_sectionsRead = 0;
     bool m_xrefDamaged = false; // a section pointed nowhere: the scan fills what it missed
+    bool m_chainLooped = false; // a /Prev led back to a section already read
     std::unique_ptr<PDValue> m_trailer;
     int32_t m_trailerSize = 0;
     int32_t m_objectCount = 0; // fixed when the open ends, so numbers after it stay free
@@ -382,8 +402,11 @@ private:
     bool WritePagesNode(int32_t own, int32_t parent, const std::vector<int32_t>& kids,
                         const std::vector<int32_t>& counts, int32_t& count);
 
-    // Page walk.
-    std::unordered_set<int32_t> m_walkSeen;
-    std::vector<int32_t> m_walkPages;
-    int m_walkDepth = 0;
+    // Page walk (pdfile_pagetree.cpp).
+    void WalkPageTree();
+    std::vector<int32_t> ScanPageObjects();
+    bool m_pagesWalked = false;
+    bool m_pagesFromScan = false;
+    std::vector<PDPageSlot> m_pageSlots;
+    std::unordered_map<int32_t, int32_t> m_nodeParents;
 };

@@ -109,6 +109,7 @@ bool PDFile::OpenMemory(const uint8_t* data, int64_t length) {
 }
 
 void PDFile::CloseRead() {
+    ForgetPages();
     OnObjectsInvalidated();
     if (m_inFile.IsOpen())
         m_inFile.Close();
@@ -124,6 +125,7 @@ void PDFile::CloseRead() {
     m_pendingPrev = 0;
     m_sectionsRead = 0;
     m_xrefDamaged = false;
+    m_chainLooped = false;
     m_trailer.reset();
     m_trailerSize = m_objectCount = m_rootNum = m_infoNum = m_encryptNum = 0;
     m_firstId.Clear();
@@ -357,6 +359,7 @@ bool PDFile::SetPassword(const char* password) {
     m_passwordStatus = PDPasswordStatus::kAccepted;
     // Everything read before the key was known holds scrambled strings: read it all again.
     DropObjectStreams();
+    ForgetPages();
     OnObjectsInvalidated();
     return TakeCatalog();
 }
@@ -479,7 +482,8 @@ int64_t PDFile::LocateObject(int32_t n, const PDXrefEntry* entry) {
     bool indexed = entry != nullptr && entry->offset > 0;
     if (indexed && HeaderAt(entry->offset, n))
         return entry->offset;
-    if (indexed || m_repairMode) {
+    const bool unknown = entry == nullptr || entry->IsEmpty();
+    if (indexed || m_repairMode || (m_chainLooped && unknown)) {
         int64_t scanned = ScannedOffset(n);
         if (scanned > 0)
             return scanned;

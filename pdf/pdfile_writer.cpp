@@ -119,7 +119,11 @@ void PDFile::SetMapSource(int map, PDFile* input) {
 bool PDFile::HasInputObject(int32_t n) {
     if (n >= PDFile::ObjectCount() && n < ObjectCount())
         return true;
-    return XrefEntry(n) != nullptr || (m_repairMode && ScannedOffset(n) > 0);
+    // What the reader found, however it found it, exists: cached objects first, then the index,
+    // then the object headers the reader falls back on.
+    if (PeekCached(n) != nullptr || XrefEntry(n) != nullptr)
+        return true;
+    return (m_repairMode || m_chainLooped) && ScannedOffset(n) > 0;
 }
 
 // 0 for an input number the map's source does not have: such a reference is a null.

@@ -150,9 +150,15 @@ bool PDFile::ReadPendingSection() {
 bool PDFile::ReadSection(int64_t offset, int64_t& prev, bool& isStream) {
     prev = 0;
     isStream = false;
-    if (offset <= 0 || offset >= m_inSize || m_sectionsRead >= pdlimits::kMaxXrefSections ||
-        !m_sectionsSeen.insert(offset).second)
+    if (offset <= 0 || offset >= m_inSize || m_sectionsRead >= pdlimits::kMaxXrefSections)
         return false;
+    if (!m_sectionsSeen.insert(offset).second) {
+        // A chain that comes back to a section it read may hide older sections: objects the index
+        // lacks are then looked for among the object headers of the file.
+        PDReport("loop in the cross-reference chain at %lld\n", static_cast<long long>(offset));
+        m_chainLooped = true;
+        return false;
+    }
     ++m_sectionsRead;
     uint8_t bytes[16] = {};
     int64_t got = ReadAt(offset - 1, bytes, 10);

@@ -75,8 +75,7 @@ void PDFInput::ReleaseAll(bool keepNew) {
         slot.reset();
     m_highest = 0;
     m_currentPage = nullptr;
-    m_cursorPage = 0;
-    m_cursorIndex = -1;
+    m_inherited.clear();
 }
 
 PDValue* PDFInput::Resolve(PDValue* value) {

@@ -7,8 +7,10 @@
 #include "pdf/pdobject.h"
 #include "pdf/pdvalue.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -35,6 +37,7 @@ public:
     // dangling.
     PDInputObj* ParentNode() const;
     void SetParentNode(const PDInputObj* parent) noexcept;
+    void SetParentNumber(int32_t parent) noexcept { m_parent = parent; }
     int32_t ParentLink() const noexcept { return m_parent; }
     // The object whose value holds the page's effective /Resources (set by PageResources); 0
     // when unknown.
@@ -141,11 +144,10 @@ public:
     void ForgetCopy(int32_t n);
 
     // ------------------------------------------------------------ pages (pdpage.cpp)
-    // Page by 0-based index; owned by the cache; null (error 1006, 1008 or 1010) when absent.
+    // Page by 0-based index in the order of PageSlots(); owned by the cache; null when absent
+    // (error 1008 when the document has no page at all).
     PDInputObj* PageByIndex(int index);
     int32_t PageNumberByIndex(int index);
-    // The page after page in the tree; null at the end.
-    PDInputObj* NextPage(PDInputObj& page);
     // The node above node: its parent link, else its /Parent. Null when none.
     PDInputObj* ParentOf(PDInputObj& node);
     // /Count of node (an indirect count is copied in place). False when it is not a number.
@@ -165,8 +167,11 @@ public:
     // Lowers the counts from node upwards by delta, removing child from node's /Kids and emptied
     // nodes from their parents. Returns the count left.
     int32_t RemoveFromPageTree(PDInputObj* node, int32_t child, int32_t delta);
-    // The page walk of a transfer from node, whose first page has the 1-based index firstIndex.
-    bool CopyPages(PDInputObj& node, int firstIndex);
+    // The page walk of a transfer: every page of PageSlots() in the transfer's range. False when
+    // the document has no page.
+    bool CopyPages();
+    // Pages the last transfer found in the input.
+    int PagesFound() const noexcept { return m_pagesFound; }
 
 protected:
     void OnObjectsInvalidated() override { ReleaseAll(true); }
@@ -175,12 +180,12 @@ private:
     bool HasCopiedFlags() const noexcept { return !m_copied.empty(); }
     void ResizeFlags();
     void CopyHeld();
-    bool CopyPageNode(PDInputObj& node, int64_t& index, int depth,
-                      std::unordered_set<int32_t>& seen);
     bool CopyPage(PDInputObj& page);
     void MakeInheritedExplicit(PDInputObj& page);
     void MarkChanged(int32_t n);
-    PDInputObj* DescendToPage(PDInputObj* node);
+    using InheritedFrom = std::array<int32_t, 4>;
+    InheritedFrom InheritedSources(int32_t node);
+    int32_t AdoptDirectKid(std::unique_ptr<PDValue> value, int32_t parentNum) override;
     void CollectReleased(PDInputObj& obj, std::vector<int32_t>& out);
 
     std::vector<std::unique_ptr<PDInputObj>> m_cache; // indexed by object number; 0 unused
@@ -200,7 +205,7 @@ private:
     int m_firstPage = 1;
     int m_lastPage = 0;
 
-    // Page cursor: the last page found by index.
-    int32_t m_cursorPage = 0;
-    int m_cursorIndex = -1;
+    // Page walk of a transfer.
+    std::unordered_map<int32_t, InheritedFrom> m_inherited;
+    int m_pagesFound = 0;
 };

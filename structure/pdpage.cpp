@@ -31,25 +31,6 @@ bool IsDictionary(const PDInputObj* obj) {
 
 // The numbers of a node's kids: the references of its /Kids array (held directly or in an
 // object of its own), or the one kid that /Kids names.
-std::vector<int32_t> KidNumbers(PDFInput& doc, const PDInputObj& node) {
-    std::vector<int32_t> numbers;
-    const PDValue* kids = node.Value() != nullptr ? node.Value()->GetSlot(pdkey::Kids) : nullptr;
-    if (kids != nullptr && kids->Kind() == kPDReference) {
-        const PDValue* resolved = doc.Resolve(kids);
-        if (resolved == nullptr || resolved->Kind() != kPDArray) {
-            numbers.push_back(kids->Number());
-            return numbers;
-        }
-        kids = resolved;
-    }
-    for (const PDValue* kid = kids != nullptr ? kids->First() : nullptr; kid != nullptr;
-         kid = kid->Next()) {
-        if (kid->Kind() == kPDReference)
-            numbers.push_back(kid->Number());
-    }
-    return numbers;
-}
-
 } // namespace
 
 // ------------------------------------------------------------------ annotation cursor
@@ -122,94 +103,23 @@ PDValue* PDFInput::LookupInherited(PDValue* dict, const char* key) {
     return nullptr;
 }
 
-PDInputObj* PDFInput::DescendToPage(PDInputObj* node) {
-    for (int depth = 0; node != nullptr && depth < pdlimits::kMaxTreeDepth; ++depth) {
-        if (PDIsPage(*node))
-            return node;
-        std::vector<int32_t> kids = KidNumbers(*this, *node);
-        PDInputObj* kid = kids.empty() ? nullptr : GetObj(kids.front());
-        if (kid != nullptr)
-            kid->SetParentNode(node);
-        node = kid;
-    }
-    return nullptr;
-}
-
-PDInputObj* PDFInput::NextPage(PDInputObj& page) {
-    PDInputObj* node = &page;
-    for (int depth = 0; depth < pdlimits::kMaxTreeDepth; ++depth) {
-        PDInputObj* parent = ParentOf(*node);
-        if (parent == nullptr)
-            return nullptr;
-        std::vector<int32_t> kids = KidNumbers(*this, *parent);
-        auto it = std::find(kids.begin(), kids.end(), node->Number());
-        if (it != kids.end() && it + 1 != kids.end()) {
-            PDInputObj* next = GetObj(*(it + 1));
-            if (next == nullptr)
-                return nullptr;
-            next->SetParentNode(parent);
-            return DescendToPage(next);
-        }
-        node = parent;
-    }
-    return nullptr;
-}
-
 PDInputObj* PDFInput::PageByIndex(int index) {
-    if (!IsOpenForReading() || PagesRoot() <= 0) {
+    if (!IsOpenForReading()) {
         SetErrorCode(pderr::kNoPageTree);
         return nullptr;
     }
-    if (m_cursorPage != 0 && (index == m_cursorIndex || index == m_cursorIndex + 1)) {
-        PDInputObj* cursor = GetObj(m_cursorPage);
-        PDInputObj* found =
-            cursor == nullptr || index == m_cursorIndex ? cursor : NextPage(*cursor);
-        if (found != nullptr) {
-            m_cursorPage = found->Number();
-            m_cursorIndex = index;
-            return found;
-        }
-    }
-    PDInputObj* node = GetObj(PagesRoot());
-    int32_t count = 0;
-    if (!IsDictionary(node)) {
-        SetErrorCode(pderr::kCatalog);
+    const std::vector<PDPageSlot>& pages = PageSlots();
+    if (pages.empty()) {
+        SetErrorCode(pderr::kNoPageTree);
         return nullptr;
     }
-    if (!CountOf(*node, count)) {
-        SetErrorCode(pderr::kNoPageCount);
+    if (index < 0 || static_cast<size_t>(index) >= pages.size())
         return nullptr;
-    }
-    if (index < 0 || index >= count)
-        return nullptr;
-    int64_t wanted = index;
-    for (int depth = 0; node != nullptr && depth < pdlimits::kMaxTreeDepth; ++depth) {
-        if (PDIsPage(*node)) {
-            m_cursorPage = node->Number();
-            m_cursorIndex = index;
-            return node;
-        }
-        PDInputObj* next = nullptr;
-        int64_t k = 0;
-        for (int32_t kid : KidNumbers(*this, *node)) {
-            PDInputObj* obj = GetObj(kid);
-            int32_t n = 1;
-            if (IsDictionary(obj) && PDIsPageNode(*obj) && !CountOf(*obj, n))
-                n = 0;
-            if (!IsDictionary(obj) && k == wanted)
-                return nullptr;
-            if (IsDictionary(obj) && k + n > wanted) {
-                obj->SetParentNode(node);
-                next = obj;
-                wanted -= k;
-            }
-            k += n;
-            if (next != nullptr)
-                break;
-        }
-        node = next;
-    }
-    return nullptr;
+    const PDPageSlot& slot = pages[static_cast<size_t>(index)];
+    PDInputObj* page = GetObj(slot.number);
+    if (page != nullptr && slot.parent != 0)
+        page->SetParentNumber(slot.parent);
+    return page;
 }
 
 int32_t PDFInput::PageNumberByIndex(int index) {
@@ -366,53 +276,73 @@ int32_t PDFInput::RemoveFromPageTree(PDInputObj* node, int32_t child, int32_t de
 
 // ------------------------------------------------------------------ the page walk of a transfer
 
-bool PDFInput::CopyPages(PDInputObj& node, int firstIndex) {
-    std::unordered_set<int32_t> seen;
-    int64_t index = firstIndex;
-    return CopyPageNode(node, index, 0, seen);
+// Pages are copied in the order of the page walk, each with the node it was reached from as its
+// parent, so that inherited attributes come from the real ancestors.
+bool PDFInput::CopyPages() {
+    const std::vector<PDPageSlot> pages = PageSlots();
+    for (const auto& [node, parent] : NodeParents()) {
+        if (PDInputObj* obj = GetObj(node); obj != nullptr && parent != 0)
+            obj->SetParentNumber(parent);
+    }
+    m_pagesFound = static_cast<int>(pages.size());
+    for (size_t i = 0; i < pages.size(); ++i) {
+        const int64_t index = static_cast<int64_t>(i) + 1;
+        if (index < m_firstPage || index > m_lastPage)
+            continue;
+        PDInputObj* page = GetObj(pages[i].number);
+        if (page == nullptr || page->Value() == nullptr || page->Value()->Kind() != kPDDictionary)
+            continue;
+        page->SetParentNumber(pages[i].parent);
+        CopyPage(*page);
+    }
+    return !pages.empty();
 }
 
-bool PDFInput::CopyPageNode(PDInputObj& node, int64_t& index, int depth,
-                            std::unordered_set<int32_t>& seen) {
-    if (PDIsPage(node)) {
-        bool inRange = index >= m_firstPage && index <= m_lastPage;
-        ++index;
-        return !inRange || CopyPage(node);
-    }
-    int32_t count = 0;
-    if (CountOf(node, count) && count >= 0 && m_firstPage >= index + count) {
-        index += count;
-        return true;
-    }
-    // A node met twice (a cycle, or a subtree listed twice) would repeat its pages.
-    if (index > m_lastPage || depth >= pdlimits::kMaxTreeDepth ||
-        !seen.insert(node.Number()).second)
-        return true;
-    for (int32_t kid : KidNumbers(*this, node)) {
-        if (index > m_lastPage)
+// The four attributes a page inherits by the rules of the format.
+constexpr const char* kInheritable[] = {"/Resources", "/MediaBox", "/CropBox", "/Rotate"};
+
+// For each inheritable attribute, the nearest node from node upwards that holds it (0: none).
+// Each node is worked out once from its parent's answer, so deep trees cost linear time.
+PDFInput::InheritedFrom PDFInput::InheritedSources(int32_t node) {
+    std::vector<int32_t> chain;
+    std::unordered_set<int32_t> onChain;
+    InheritedFrom above{};
+    for (int32_t n = node; n != 0;) {
+        if (auto it = m_inherited.find(n); it != m_inherited.end()) {
+            above = it->second;
             break;
-        PDInputObj* obj = GetObj(kid);
-        if (!IsDictionary(obj)) {
-            SetErrorCode(pderr::kCatalog);
-            return false;
         }
-        obj->SetParentNode(&node);
-        if (!CopyPageNode(*obj, index, depth + 1, seen))
-            return false;
+        if (!onChain.insert(n).second)
+            break; // a /Parent cycle: what is above it is what the chain found so far
+        chain.push_back(n);
+        PDInputObj* obj = GetObj(n);
+        PDInputObj* parent = obj != nullptr ? ParentOf(*obj) : nullptr;
+        n = parent != nullptr ? parent->Number() : 0;
     }
-    return true;
+    for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
+        PDInputObj* obj = GetObj(*it);
+        const PDValue* dict = obj != nullptr ? obj->Value() : nullptr;
+        for (size_t k = 0; k < above.size(); ++k) {
+            if (dict != nullptr && dict->Kind() == kPDDictionary &&
+                dict->Get(kInheritable[k]) != nullptr)
+                above[k] = *it;
+        }
+        m_inherited[*it] = above;
+    }
+    return above;
 }
 
 // Attributes a page inherits are copied into it, nearest ancestor first, so the copy needs no
-// tree above it; what the page holds itself is never replaced.
+// tree above it; what the page holds itself is never replaced. Every attribute of the nearest
+// ancestors comes along; the four inheritable ones come from any height.
 void PDFInput::MakeInheritedExplicit(PDInputObj& page) {
     PDValue* dict = page.Value();
     std::unordered_set<int32_t> seen{page.Number()};
     PDInputObj* node = &page;
-    for (int depth = 0; depth < pdlimits::kMaxTreeDepth; ++depth) {
+    for (int depth = 0; depth < pdlimits::kCheapTreeDepth; ++depth) {
         node = ParentOf(*node);
         if (!IsDictionary(node) || !seen.insert(node->Number()).second)
-            return;
+            break;
         PDValue* value = nullptr;
         int slot = 0;
         PDDict* from = node->Value()->Dict();
@@ -423,6 +353,26 @@ void PDFInput::MakeInheritedExplicit(PDInputObj& page) {
                 continue;
             dict->Dict()->Set(key, value->Copy());
         }
+    }
+    PDInputObj* parent = ParentOf(page);
+    InheritedFrom sources =
+        parent != nullptr ? InheritedSources(parent->Number()) : InheritedFrom{};
+    for (size_t k = 0; k < sources.size(); ++k) {
+        if (sources[k] == 0 || dict->Get(kInheritable[k]) != nullptr)
+            continue;
+        PDInputObj* holder = GetObj(sources[k]);
+        const PDValue* value =
+            IsDictionary(holder) ? holder->Value()->Get(kInheritable[k]) : nullptr;
+        if (value != nullptr)
+            dict->Dict()->Set(kInheritable[k], value->Copy());
+    }
+    // A page without a media box is unreadable to others; a page of a broken tree that lost it
+    // gets US Letter, the size readers assume.
+    if (dict->GetSlot(pdkey::MediaBox) == nullptr) {
+        auto box = PDValue::MakeArray();
+        for (int v : {0, 0, 612, 792})
+            box->Append(PDValue::MakeInteger(v));
+        dict->Dict()->SaveAttrVal(pdkey::MediaBox, std::move(box));
     }
 }
 

@@ -62,8 +62,7 @@ void PDFInput::BindOutput(PDOutputDoc& output) {
         // output never share numbers.
         m_copied.clear();
         m_currentPage = nullptr;
-        m_cursorPage = 0;
-        m_cursorIndex = -1;
+        m_inherited.clear();
         m_transferred.Clear();
         m_transferredSet.clear();
         m_outputPages.Clear();
@@ -125,17 +124,18 @@ bool PDFInput::Transfer(PDOutputDoc& output, int firstPage, int lastPage) {
     BindOutput(output);
     m_firstPage = firstPage;
     m_lastPage = lastPage;
-    bool ok = false;
-    if (PagesRoot() <= 0) {
+    m_inherited.clear();
+    bool ok = CopyPages();
+    if (!ok)
         SetErrorCode(pderr::kNoPageTree);
-    } else if (PDInputObj* root = GetObj(PagesRoot());
-               root == nullptr || root->Value()->Kind() != kPDDictionary) {
-        SetErrorCode(pderr::kCatalog);
-    } else {
-        ok = CopyPages(*root, 1);
-    }
     CopyHeld();
     return ok;
+}
+
+int32_t PDFInput::AdoptDirectKid(std::unique_ptr<PDValue> value, int32_t parentNum) {
+    PDInputObj* obj = NewObj(std::move(value));
+    obj->SetParentNumber(parentNum);
+    return obj->Number();
 }
 
 bool PDFInput::CopyObject(int32_t n) {
@@ -203,8 +203,7 @@ void PDFInput::ReleasePageObjs() {
             slot.reset();
     }
     m_currentPage = nullptr;
-    m_cursorPage = 0;
-    m_cursorIndex = -1;
+    m_inherited.clear();
 }
 
 // The cached objects that obj reaches, except through /Parent and /Dest; pages and page-tree

@@ -40,6 +40,9 @@ public:
     virtual void RemoveUsageRights() = 0;
     // True when the template has an outline whose /Count is greater than 0.
     virtual bool TemplateHasOutline() = 0;
+    // Pages found in the template: through its page tree, or, when that gives none, among its
+    // objects. 0 when the template has no page at all.
+    virtual int TemplatePageCount() = 0;
 
     // --- The output document ---
     // Both reset the auto-size limits to 12 (largest) and 5 (smallest).
@@ -71,6 +74,8 @@ public:
     // Writes the rest of the output and puts the file in place. False when the output could not
     // be written; no partial file is left then.
     virtual bool CloseOutput() = 0;
+    // Pages written into the output.
+    virtual int OutputPageCount() = 0;
     // The bytes of an output created in memory, handed over to the caller (empty otherwise).
     virtual std::vector<uint8_t> TakeMemoryImage() = 0;
 };

@@ -41,6 +41,14 @@ void PDMarrowSession::RemoveUsageRights() {
     m_document->RemoveUsageRights();
 }
 
+int PDMarrowSession::TemplatePageCount() {
+    return m_template ? m_template->PageCount() : 0;
+}
+
+int PDMarrowSession::OutputPageCount() {
+    return m_document->OutputPageCount();
+}
+
 bool PDMarrowSession::TemplateHasOutline() {
     return m_document->TemplateHasOutline();
 }

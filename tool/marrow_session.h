@@ -20,6 +20,8 @@ public:
     void ListFields(FILE* out) override;
     void CloseTemplate() override;
     void RemoveUsageRights() override;
+    int TemplatePageCount() override;
+    int OutputPageCount() override;
     bool TemplateHasOutline() override;
 
     bool CreateOutputFile(const char* name) override;

@@ -11,15 +11,13 @@
 
 namespace {
 
-bool OpenTemplate(const PDRunRequest& request, FormSession& session, RunStreams& io) {
-    const char* name = request.inputName.c_str();
-    if (!session.OpenTemplate(name)) {
-        std::fprintf(io.err, "File '%s' cannot be opened as template\n", name);
-        return false;
-    }
+// Tries the password (or none) on an encrypted template; false, with the reason printed, when it
+// does not open.
+bool UnlockTemplate(const PDRunRequest& request, FormSession& session, RunStreams& io) {
     if (!session.TemplateIsEncrypted()) {
         return true;
     }
+    const char* name = request.inputName.c_str();
     switch (session.SetTemplatePassword(request.inputPassword.c_str())) {
     case FormSession::PasswordResult::kOpened:
         return true;
@@ -30,6 +28,21 @@ bool OpenTemplate(const PDRunRequest& request, FormSession& session, RunStreams&
         break;
     }
     std::fprintf(io.err, "File '%s' cannot be opened: its encryption is not supported\n", name);
+    return false;
+}
+
+// A file that is not a usable document, or that has no page to carry, cannot be a template.
+bool OpenTemplate(const PDRunRequest& request, FormSession& session, RunStreams& io) {
+    const char* name = request.inputName.c_str();
+    if (session.OpenTemplate(name)) {
+        if (!UnlockTemplate(request, session, io)) {
+            return false;
+        }
+        if (session.TemplatePageCount() > 0) {
+            return true;
+        }
+    }
+    std::fprintf(io.err, "File '%s' cannot be opened as template\n", name);
     return false;
 }
 
@@ -111,9 +124,14 @@ void CarryOutAssignments(const std::vector<std::string>& assignments, const PDRu
 }
 
 // False when the output could not be written (nothing is left behind then).
-bool TransferDocument(FormSession& session) {
+bool TransferDocument(FormSession& session, RunStreams& io) {
     session.RemoveUsageRights();
     session.ImportPages();
+    const int found = session.TemplatePageCount();
+    const int written = session.OutputPageCount();
+    if (written < found) {
+        std::fprintf(io.err, "%d of %d pages could not be copied\n", found - written, found);
+    }
     if (session.TemplateHasOutline()) {
         session.CopyOutlines();
     }
@@ -166,7 +184,7 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
     session.AttachTemplate();
     CarryOutAssignments(assignments, request, session, io);
     session.SetFlatten(request.flatten ? 0 : -1);
-    if (!TransferDocument(session)) {
+    if (!TransferDocument(session, io)) {
         std::fprintf(io.err, "File '%s' cannot be written\n", request.outputName.c_str());
         return 1;
     }

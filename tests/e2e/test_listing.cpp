@@ -49,17 +49,27 @@ TEST(ListingEndToEnd, FilesThatAreNoFormsListNothing) {
         GTEST_SKIP() << "QUILLET_BIN is not set";
     testpdf::PdfBuilder b("1.4");
     b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    b.Add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
+    b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+    b.Add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
     b.Trailer("/Root 1 0 R");
+    testpdf::PdfBuilder empty("1.4");
+    empty.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+    empty.Add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
+    empty.Trailer("/Root 1 0 R");
     TempDir dir;
     WriteFile(dir.Path() + "/plain.pdf", b.Build());
     WriteFile(dir.Path() + "/text.pdf", "this is not a PDF file at all\n");
+    WriteFile(dir.Path() + "/empty.pdf", empty.Build());
     ToolResult plain = RunTool(ToolPath(), {"plain.pdf"}, "", dir.Path());
     EXPECT_EQ(plain.status, 0);
     EXPECT_EQ(plain.out, "");
-    ToolResult text = RunTool(ToolPath(), {"text.pdf"}, "", dir.Path());
-    EXPECT_EQ(text.status, 2);
-    EXPECT_EQ(text.err, "File 'text.pdf' cannot be opened as template\n");
+    // Neither a text nor a document without a single page can be a template.
+    for (const char* name : {"text.pdf", "empty.pdf"}) {
+        ToolResult r = RunTool(ToolPath(), {name, "out.pdf"}, "", dir.Path());
+        EXPECT_EQ(r.status, 2);
+        EXPECT_EQ(r.err, std::string("File '") + name + "' cannot be opened as template\n");
+        EXPECT_FALSE(std::filesystem::exists(dir.Path() + "/out.pdf"));
+    }
 }
 
 // Encrypted copies of the example form made by an independent tool.

@@ -124,7 +124,8 @@ TEST(ReaderOpen, DefectTable) {
          1, false, "error scanning xref position"},
         {"catalog-missing", Replace("/Root 1 0 R", "/Root 9 0 R"), false, pderr::kCatalog, 1, false,
          "cannot read catalog ((memory))\n"},
-        {"pages-not-a-reference", Replace("/Pages 2 0 R", "/Pages 2   "), true, 0, 0, false,
+        // The page objects of the file stand in for a page tree that cannot be found.
+        {"pages-not-a-reference", Replace("/Pages 2 0 R", "/Pages 2   "), true, 0, 0, true,
          "pages root not found\n"},
         // Offsets that do not lead to their objects are repaired by scanning.
         {"offsets-one-byte-short", Replace("1 0 obj", " 1 0 obj"), true, 0, -1, true, ""},

@@ -47,21 +47,6 @@ TEST(Pages, InheritedAttributes) {
     EXPECT_EQ(back.Page(0)->Get("/Contents")->Kind(), kPDArray);
 }
 
-TEST(Pages, ByIndexStepsToTheNextPage) {
-    PDFInput in;
-    Open(in, Document(kTree));
-    EXPECT_EQ(in.PageNumberByIndex(0), 4);
-    // With the root's count broken, only the step from the page before can still succeed.
-    in.GetObj(2)->Value()->Dict()->SaveAttrVal(pdkey::Count, PDValue::MakeInteger(0));
-    EXPECT_EQ(in.PageNumberByIndex(1), 5);
-    EXPECT_EQ(in.PageNumberByIndex(2), 6);
-    EXPECT_EQ(in.PageNumberByIndex(2), 6);
-    EXPECT_EQ(in.PageNumberByIndex(0), 0);
-    in.GetObj(2)->Value()->Dict()->RemoveSlot(pdkey::Count);
-    EXPECT_EQ(in.PageNumberByIndex(0), 0);
-    EXPECT_EQ(in.ErrorCode(), 1010);
-}
-
 // Pages 3 and 4 share resources object 5; the hook adds to it for each page.
 class AddingInput : public PDFInput {
 public:

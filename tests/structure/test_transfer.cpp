@@ -69,7 +69,7 @@ TEST(Transfer, PageRangeAndMissingTree) {
     Open(broken, Document({{2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>"}}));
     MemoryOutput out;
     EXPECT_FALSE(broken.Transfer(out, 1, 1));
-    EXPECT_EQ(broken.ErrorCode(), 1006);
+    EXPECT_EQ(broken.ErrorCode(), 1008);
 }
 
 // Each action names the next through /Next: far more links than any nesting limit allows.

@@ -19,6 +19,8 @@ public:
     bool createOk = true;
     bool addOk = true;
     bool hasOutline = false;
+    int pagesFound = 1;
+    int pagesWritten = 1;
     std::vector<uint8_t> image;
     bool supportsAll = true;
 
@@ -38,6 +40,8 @@ public:
     void CloseTemplate() override { Log("CloseTemplate"); }
     void RemoveUsageRights() override { Log("RemoveUsageRights"); }
     bool TemplateHasOutline() override { return Log("TemplateHasOutline"), hasOutline; }
+    int TemplatePageCount() override { return pagesFound; }
+    int OutputPageCount() override { return pagesWritten; }
     // Creating resets the limits, so a run that skips it shows in the limits it passes on.
     bool CreateOutputFile(const char* name) override {
         return Log("CreateOutputFile", name), Limits(12.0f, 5.0f), createOk;
