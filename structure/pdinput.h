@@ -23,8 +23,6 @@ public:
     PDInputObj(PDFInput* doc, int32_t number);
     ~PDInputObj() override;
 
-    // A new object of the same document and number holding value. Owned by the caller.
-    virtual std::unique_ptr<PDInputObj> Clone(std::unique_ptr<PDValue> value) const;
     // Writes the object into output through the document's map, or hands it to the output's
     // stores (widgets and fields to the field store, fonts with widths to the font store).
     // False when nothing was written or stored, so that what it references is not copied.
@@ -87,8 +85,6 @@ public:
     // Deletes every cached object (and, unless keepNew, every new object); forgets the current
     // page and the page cursor.
     void ReleaseAll(bool keepNew = false);
-    // Deletes every cached page and page-tree node.
-    void ReleasePageObjs();
     // Releases the object in slot and empties the slot. The current page and new objects stay;
     // with releaseReferenced, cached objects it references are released too (not through
     // /Parent or /Dest). True when the object was deleted.
@@ -160,8 +156,6 @@ public:
     // resources, marking what changes as held so that it is written again.
     void AddResource(PDInputObj& page, const char* category, const char* name, int32_t n);
     void AddResource(PDInputObj& page, int categorySlot, const char* name, int32_t n);
-    // The catalog's /AcroForm dictionary; null when none.
-    PDValue* FormDictionary();
     // Removes /Rights from the catalog's /ViewerPreferences; true when there was one.
     bool RemoveRights();
     // Lowers the counts from node upwards by delta, removing child from node's /Kids and emptied

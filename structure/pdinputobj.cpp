@@ -11,14 +11,6 @@ PDInputObj::PDInputObj(PDFInput* doc, int32_t number) : m_doc(doc) {
 
 PDInputObj::~PDInputObj() = default;
 
-std::unique_ptr<PDInputObj> PDInputObj::Clone(std::unique_ptr<PDValue> value) const {
-    auto copy = std::make_unique<PDInputObj>(m_doc, Number());
-    copy->SetValue(std::move(value));
-    copy->SetKind(Kind());
-    copy->SetGeneration(Generation());
-    return copy;
-}
-
 PDInputObj* PDInputObj::ParentNode() const {
     return m_parent != 0 && m_doc != nullptr ? m_doc->GetObj(m_parent) : nullptr;
 }

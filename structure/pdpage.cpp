@@ -234,11 +234,6 @@ void PDFInput::AddResource(PDInputObj& page, int categorySlot, const char* name,
 
 // ------------------------------------------------------------------ catalog
 
-PDValue* PDFInput::FormDictionary() {
-    PDValue* form = Catalog() != nullptr ? Resolve(Catalog()->Get("/AcroForm")) : nullptr;
-    return form != nullptr && form->Kind() == kPDDictionary ? form : nullptr;
-}
-
 bool PDFInput::RemoveRights() {
     PDValue* prefs = ResolveKey(Catalog(), "/ViewerPreferences");
     return prefs != nullptr && prefs->Kind() == kPDDictionary && prefs->Dict()->Remove("/Rights");

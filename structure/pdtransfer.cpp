@@ -197,15 +197,6 @@ void PDFInput::CopyHeld() {
 
 // ------------------------------------------------------------------ releasing
 
-void PDFInput::ReleasePageObjs() {
-    for (auto& slot : m_cache) {
-        if (slot != nullptr && (slot->Kind() == kPDObjPages || slot->Kind() == kPDObjPage))
-            slot.reset();
-    }
-    m_currentPage = nullptr;
-    m_inherited.clear();
-}
-
 // The cached objects that obj reaches, except through /Parent and /Dest; pages and page-tree
 // nodes are neither followed nor released, since the page walk comes back to them.
 void PDFInput::CollectReleased(PDInputObj& obj, std::vector<int32_t>& out) {
