@@ -2,6 +2,7 @@
 // rest is the stream data.
 #include "fuzz/fuzz_target.h"
 
+#include "pdf/pddecode.h"
 #include "pdf/pdvalue.h"
 #include "streams/pdfilters.h"
 

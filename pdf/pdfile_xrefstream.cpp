@@ -1,6 +1,7 @@
 // Cross-reference streams and objects packed in object streams.
 #include "pdf/pdfile.h"
 
+#include "pdf/pddecode.h"
 #include "pdf/pddiag.h"
 #include "pdf/pdlimits.h"
 #include "streams/pdfilters.h"

@@ -1,17 +1,9 @@
-// Decoding of stream data read from a file, and Flate encoding of generated content.
+// The byte filters: decoders of stream data, and Flate encoding of generated content.
 #pragma once
 
-#include "pdf/pdresolve.h"
 #include "pdf/pdstr.h"
-#include "pdf/pdvalue.h"
 
 #include <cstdint>
-
-// Decodes the stream value's raw data through its /Filter chain; the result replaces content.
-// 1 on success; 0 when the value is not a stream or a filter is not supported ("cannot decode"
-// is reported and whatever an earlier stage produced stays in content). file resolves an indirect
-// /Filter and may be null.
-int DecodeStream(const PDValue& stream, PDStr& content, PDResolver* file);
 
 // ASCII85 into out (outSize bytes). Returns the number of bytes written; on an error the bytes
 // written before it are the result.

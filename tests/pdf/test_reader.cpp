@@ -1,6 +1,7 @@
 // Opening files from memory images: header, startxref, classic sections, trailer and loading.
 #include "structure/pdinput.h"
 
+#include "pdf/pddecode.h"
 #include "streams/pdfilters.h"
 
 #include "tests/support/diag_capture.h"

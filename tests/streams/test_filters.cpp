@@ -1,4 +1,5 @@
 // Decoders on known vectors, and the /Filter chains of DecodeStream.
+#include "pdf/pddecode.h"
 #include "streams/pdfilters.h"
 
 #include "pdf/pddiag.h"

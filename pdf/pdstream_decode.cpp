@@ -1,8 +1,9 @@
 // The /Filter chain of a stream read from a file.
-#include "streams/pdfilters.h"
+#include "pdf/pddecode.h"
 
 #include "pdf/pddiag.h"
 #include "pdf/pdlimits.h"
+#include "streams/pdfilters.h"
 
 #include <algorithm>
 #include <cstring>
