@@ -1,5 +1,7 @@
 #include "pdf/pdfile.h"
 
+#include "pdf/pdencrypt.h"
+
 #include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
 #include "pdf/pdlimits.h"
@@ -331,7 +333,7 @@ void PDFile::SetUpSecurity() {
     if (encrypt == nullptr || encrypt->Kind() != kPDDictionary)
         return;
     m_security = std::make_unique<PDSecurity>(PDSecurity::kInput);
-    m_security->ReadEncryptDictionary(*encrypt);
+    m_security->ReadEncryptParams(PDReadEncryptDictionary(*encrypt));
     m_security->SetDocumentId(m_firstId.Bytes(), m_firstId.Length());
     m_passwordStatus =
         m_security->IsSupported() ? PDPasswordStatus::kRejected : PDPasswordStatus::kUnsupported;
@@ -375,7 +377,7 @@ void PDFile::DecryptValue(PDValue& value, int32_t n, int32_t generation) const {
         pending.pop_back();
         switch (v->Kind()) {
         case kPDString:
-            m_security->CryptString(*v, n, generation);
+            PDDecryptString(*m_security, *v, n, generation);
             break;
         case kPDArray:
             for (PDValue* e = v->First(); e != nullptr; e = e->Next())
@@ -392,8 +394,12 @@ void PDFile::DecryptValue(PDValue& value, int32_t n, int32_t generation) const {
                 auto& data = v->MutableStreamData();
                 int64_t length =
                     std::min<int64_t>(v->StreamLength(), static_cast<int64_t>(data.size()));
-                if (length > 0)
-                    m_security->CryptBytes(data.data(), length, n, generation);
+                if (length > 0) {
+                    std::vector<uint8_t> plain =
+                        m_security->Decrypt(data.data(), length, n, generation);
+                    const auto size = static_cast<int64_t>(plain.size());
+                    v->AdoptStreamData(std::move(plain), size);
+                }
             }
             skipData = false; // only the object's own stream can be the cross-reference data
             break;

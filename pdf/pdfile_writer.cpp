@@ -215,9 +215,8 @@ bool PDFile::WriteReference(int32_t n, int map) {
 bool PDFile::WriteStringBytes(const uint8_t* bytes, int length, int mode) {
     PDStr text;
     if (m_out && m_out->keyObject > 0 && length > 0) {
-        std::vector<uint8_t> crypted(bytes, bytes + length);
-        m_out->security->CryptBytes(crypted.data(), length, m_out->keyObject, 0);
-        PDEncodeString(crypted.data(), length, text, kPDLiteral);
+        std::vector<uint8_t> crypted = m_out->security->Encrypt(bytes, length, m_out->keyObject, 0);
+        PDEncodeString(crypted.data(), static_cast<int>(crypted.size()), text, kPDLiteral);
     } else {
         PDEncodeString(bytes, length, text, mode);
     }

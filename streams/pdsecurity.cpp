@@ -1,7 +1,6 @@
 #include "streams/pdsecurity.h"
 
 #include "pdf/pdnumtext.h"
-#include "pdf/pdstring.h"
 #include "streams/md5.h"
 #include "streams/rc4.h"
 
@@ -57,51 +56,6 @@ void XorPasses(const uint8_t* key, int keyLength, int first, int last, uint8_t* 
             break;
         }
     }
-}
-
-// A number of the /Encrypt dictionary; only integers and numeric words count.
-bool ReadNumber(const PDValue& dict, const char* key, int64_t& out) {
-    const PDValue* v = dict.Get(key);
-    if (v == nullptr || (v->Kind() != kPDInteger && v->Kind() != kPDText)) {
-        return false;
-    }
-    out = v->GetInt64();
-    return true;
-}
-
-// A 32-byte /O or /U, decoded from its written form.
-bool ReadEntry(const PDValue& dict, const char* key, uint8_t entry[32]) {
-    const PDValue* v = dict.Get(key);
-    if (v == nullptr || v->Kind() != kPDString) {
-        return false;
-    }
-    // Key material is binary: a short octal escape is the byte it stands for, as other readers
-    // take it (writers that shorten "\000" to "\0" are common).
-    PDStr bytes;
-    PDDecodeString(v->Text(), bytes, PDShortOctal::kByte);
-    if (bytes.Length() != 32) {
-        return false;
-    }
-    std::memcpy(entry, bytes.Bytes(), 32);
-    return true;
-}
-
-// True when a directly held crypt filter of /CF names an AES method.
-bool UsesAesFilter(const PDValue& dict) {
-    const PDValue* filters = dict.Get("/CF");
-    const PDDict* table = filters != nullptr ? filters->Dict() : nullptr;
-    if (table == nullptr) {
-        return false;
-    }
-    PDValue* filter = nullptr;
-    const char* name = nullptr;
-    for (int i = 0; table->Entry(i, &filter, &name); ++i) {
-        const PDValue* method = filter != nullptr ? filter->Get("/CFM") : nullptr;
-        if (method != nullptr && (method->IsName("/AESV2") || method->IsName("/AESV3"))) {
-            return true;
-        }
-    }
-    return false;
 }
 
 } // namespace
@@ -168,27 +122,25 @@ void PDSecurity::SetDocumentId(const uint8_t* id, int length) {
         (id != nullptr && length > 0) ? PDStr(reinterpret_cast<const char*>(id), length) : PDStr();
 }
 
-void PDSecurity::ReadEncryptDictionary(const PDValue& encrypt) {
-    m_entriesRead = ReadEntry(encrypt, "/O", m_ownerEntry) && ReadEntry(encrypt, "/U", m_userEntry);
-    int64_t number = 0;
-    // Deliberate: /P wraps to 32 bits, so an unsigned 4294967292 reads as -4.
-    m_permissions = ReadNumber(encrypt, "/P", number) ? static_cast<int32_t>(number) : 0;
-    m_version = ReadNumber(encrypt, "/V", number)
-                    ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
-                    : 0;
-    m_revision = ReadNumber(encrypt, "/R", number)
-                     ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
-                     : 2;
+void PDSecurity::ReadEncryptParams(const PDEncryptParams& params) {
+    m_entriesRead = params.owner.size() == kEntryLength && params.user.size() == kEntryLength;
+    if (m_entriesRead) {
+        std::memcpy(m_ownerEntry, params.owner.data(), kEntryLength);
+        std::memcpy(m_userEntry, params.user.data(), kEntryLength);
+    }
+    m_permissions = params.permissions;
+    m_version = params.version;
+    m_revision = params.revision;
     m_keyBits = 40;
     m_keyLengthGuessed = false;
-    if (m_version >= 2 && ReadNumber(encrypt, "/Length", number)) {
-        m_keyBits = static_cast<int>(std::clamp<int64_t>(number, 0, 4096));
+    if (m_version >= 2 && params.keyBits >= 0) {
+        m_keyBits = params.keyBits;
     } else if (m_version >= 2 && m_revision == 3) {
         // Without /Length a revision 3 key is most often 128 bits; 40 is tried when that fails.
         m_keyBits = 128;
         m_keyLengthGuessed = true;
     }
-    m_aesFilter = UsesAesFilter(encrypt);
+    m_aesFilter = params.aesFilter;
     m_levelChosen = true;
     m_encrypting = false;
     m_notReady = true;
@@ -379,16 +331,16 @@ void PDSecurity::CryptBytes(uint8_t* data, int64_t length, int32_t objNum,
     PDRc4::Crypt(key, static_cast<size_t>(keyLength), data, static_cast<size_t>(length));
 }
 
-void PDSecurity::CryptString(PDValue& value, int32_t objNum, int32_t generation) const {
-    if (value.Kind() != kPDString) {
-        return;
-    }
-    PDStr bytes;
-    PDDecodeString(value.Text(), bytes, PDShortOctal::kByte);
-    if (bytes.Length() > 0) {
-        CryptBytes(reinterpret_cast<uint8_t*>(bytes.Buffer()), bytes.Length(), objNum, generation);
-    }
-    PDStr written;
-    PDEncodeString(bytes.Bytes(), bytes.Length(), written, kPDLiteral);
-    value.MutableText() = written;
+std::vector<uint8_t> PDSecurity::Decrypt(const uint8_t* data, int64_t length, int32_t objNum,
+                                         int32_t generation) const {
+    std::vector<uint8_t> out(data != nullptr && length > 0 ? data : nullptr,
+                             data != nullptr && length > 0 ? data + length : nullptr);
+    CryptBytes(out.data(), static_cast<int64_t>(out.size()), objNum, generation);
+    return out;
+}
+
+std::vector<uint8_t> PDSecurity::Encrypt(const uint8_t* data, int64_t length, int32_t objNum,
+                                         int32_t generation) const {
+    // RC4 is its own inverse; a cipher with an initialisation vector and padding differs here.
+    return Decrypt(data, length, objNum, generation);
 }

@@ -2,19 +2,31 @@
 #pragma once
 
 #include "pdf/pdstr.h"
-#include "pdf/pdvalue.h"
 
 #include <cstdint>
+#include <string>
+#include <vector>
+
+// What an /Encrypt dictionary says, as bytes and numbers: /O and /U (32 bytes each when usable),
+// /P, /V, /R, /Length (-1 when absent) and whether a crypt filter names AES.
+struct PDEncryptParams {
+    std::string owner;
+    std::string user;
+    int32_t permissions = 0;
+    int version = 0;
+    int revision = 2;
+    int keyBits = -1;
+    bool aesFilter = false;
+};
 
 class PDSecurity {
 public:
     enum Role { kInput, kOutput };
     explicit PDSecurity(Role role);
 
-    // Input: takes /O, /U (decoded from their written form), /P, /V (default 0), /Length (only when
-    // /V >= 2; without it 40 bits, or for revision 3 first 128 and then 40), /R (default 2) from
-    // the resolved /Encrypt dictionary. /Filter is not checked.
-    void ReadEncryptDictionary(const PDValue& encrypt);
+    // Input: takes /O, /U, /P, /V, /R and /Length (only when /V >= 2; without it 40 bits, or for
+    // revision 3 first 128 and then 40) of the /Encrypt dictionary. /Filter is not checked.
+    void ReadEncryptParams(const PDEncryptParams& params);
     // The first element of /ID, as bytes.
     void SetDocumentId(const uint8_t* id, int length);
 
@@ -41,9 +53,13 @@ public:
     // RC4 in place with the object's key (its own inverse, so it also decrypts). The caller checks
     // IsEncrypting(); without a valid key the bytes come out scrambled.
     void CryptBytes(uint8_t* data, int64_t length, int32_t objNum, int32_t generation) const;
-    // A string value as written: decoded, RC4'd and stored back as a literal string (every
-    // backslash doubled; kind stays String). Values of other kinds are left alone.
-    void CryptString(PDValue& value, int32_t objNum, int32_t generation) const;
+    // The bytes of one object's string or stream, decrypted or encrypted with its key. The result
+    // may differ in length from the input (ciphers with an initialisation vector and padding);
+    // without a valid key the bytes come out scrambled.
+    std::vector<uint8_t> Decrypt(const uint8_t* data, int64_t length, int32_t objNum,
+                                 int32_t generation) const;
+    std::vector<uint8_t> Encrypt(const uint8_t* data, int64_t length, int32_t objNum,
+                                 int32_t generation) const;
 
     int32_t Permissions() const noexcept { return m_permissions; }
     int Version() const noexcept { return m_version; }

@@ -1,3 +1,4 @@
+#include "pdf/pdencrypt.h"
 #include "streams/pdsecurity.h"
 
 #include "pdf/pdparse.h"
@@ -66,7 +67,7 @@ const struct KnownFile {
 // An input handler as the reader sets it up from the file's /Encrypt and /ID.
 std::unique_ptr<PDSecurity> Input(const std::string& encrypt) {
     auto security = std::make_unique<PDSecurity>(PDSecurity::kInput);
-    security->ReadEncryptDictionary(*Parse(encrypt));
+    security->ReadEncryptParams(PDReadEncryptDictionary(*Parse(encrypt)));
     security->SetDocumentId(reinterpret_cast<const uint8_t*>(kId.data()), 16);
     return security;
 }
@@ -91,7 +92,7 @@ std::string Bytes(const PDValue& value) {
 
 std::string Decrypted(const PDSecurity& security, const std::string& hex, int32_t objNum = 2) {
     auto value = Parse("<" + hex + ">");
-    security.CryptString(*value, objNum, 0);
+    PDDecryptString(security, *value, objNum, 0);
     EXPECT_EQ(value->Text().At(0), '(');
     return Bytes(*value);
 }
@@ -294,13 +295,13 @@ TEST(PDSecurityTest, CryptStringMatchesCryptBytesAndKeepsStringKind) {
         security->CryptBytes(reinterpret_cast<uint8_t*>(expected.data()),
                              static_cast<int64_t>(expected.size()), 12, 3);
         EXPECT_TRUE(original.empty() || expected != original);
-        security->CryptString(*value, 12, 3);
+        PDEncryptString(*security, *value, 12, 3);
         EXPECT_EQ(Bytes(*value), expected);
-        security->CryptString(*value, 12, 3);
+        PDDecryptString(*security, *value, 12, 3);
         EXPECT_EQ(Bytes(*value), original);
     }
     PDValue name("/Name"); // other kinds are left alone
-    security->CryptString(name, 1, 0);
+    PDEncryptString(*security, name, 1, 0);
     EXPECT_EQ(name.Kind(), kPDText);
     EXPECT_EQ(name.Text(), "/Name");
 }

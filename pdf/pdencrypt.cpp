@@ -1,0 +1,99 @@
+#include "pdf/pdencrypt.h"
+
+#include "pdf/pdstring.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace {
+
+// A number of the /Encrypt dictionary; only integers and numeric words count.
+bool ReadNumber(const PDValue& dict, const char* key, int64_t& out) {
+    const PDValue* v = dict.Get(key);
+    if (v == nullptr || (v->Kind() != kPDInteger && v->Kind() != kPDText)) {
+        return false;
+    }
+    out = v->GetInt64();
+    return true;
+}
+
+// /O or /U decoded from its written form; empty when it is not a string.
+std::string ReadEntry(const PDValue& dict, const char* key) {
+    const PDValue* v = dict.Get(key);
+    if (v == nullptr || v->Kind() != kPDString) {
+        return {};
+    }
+    // Key material is binary: a short octal escape is the byte it stands for, as other readers
+    // take it (writers that shorten "\000" to "\0" are common).
+    PDStr bytes;
+    PDDecodeString(v->Text(), bytes, PDShortOctal::kByte);
+    return bytes.ToString();
+}
+
+// True when a directly held crypt filter of /CF names an AES method.
+bool UsesAesFilter(const PDValue& dict) {
+    const PDValue* filters = dict.Get("/CF");
+    const PDDict* table = filters != nullptr ? filters->Dict() : nullptr;
+    if (table == nullptr) {
+        return false;
+    }
+    PDValue* filter = nullptr;
+    const char* name = nullptr;
+    for (int i = 0; table->Entry(i, &filter, &name); ++i) {
+        const PDValue* method = filter != nullptr ? filter->Get("/CFM") : nullptr;
+        if (method != nullptr && (method->IsName("/AESV2") || method->IsName("/AESV3"))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The string's bytes through crypt, stored back as a literal string.
+template <class Crypt> void CryptString(PDValue& value, Crypt crypt) {
+    if (value.Kind() != kPDString) {
+        return;
+    }
+    PDStr bytes;
+    PDDecodeString(value.Text(), bytes, PDShortOctal::kByte);
+    std::vector<uint8_t> out = crypt(bytes.Bytes(), bytes.Length());
+    PDStr written;
+    PDEncodeString(out.data(), static_cast<int>(out.size()), written, kPDLiteral);
+    value.MutableText() = written;
+}
+
+} // namespace
+
+PDEncryptParams PDReadEncryptDictionary(const PDValue& encrypt) {
+    PDEncryptParams params;
+    params.owner = ReadEntry(encrypt, "/O");
+    params.user = ReadEntry(encrypt, "/U");
+    int64_t number = 0;
+    // Deliberate: /P wraps to 32 bits, so an unsigned 4294967292 reads as -4.
+    params.permissions = ReadNumber(encrypt, "/P", number) ? static_cast<int32_t>(number) : 0;
+    params.version = ReadNumber(encrypt, "/V", number)
+                         ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
+                         : 0;
+    params.revision = ReadNumber(encrypt, "/R", number)
+                          ? static_cast<int>(std::clamp<int64_t>(number, -1, 99))
+                          : 2;
+    params.keyBits = ReadNumber(encrypt, "/Length", number)
+                         ? static_cast<int>(std::clamp<int64_t>(number, 0, 4096))
+                         : -1;
+    params.aesFilter = UsesAesFilter(encrypt);
+    return params;
+}
+
+void PDDecryptString(const PDSecurity& security, PDValue& value, int32_t objNum,
+                     int32_t generation) {
+    CryptString(value, [&](const uint8_t* data, int length) {
+        return security.Decrypt(data, length, objNum, generation);
+    });
+}
+
+void PDEncryptString(const PDSecurity& security, PDValue& value, int32_t objNum,
+                     int32_t generation) {
+    CryptString(value, [&](const uint8_t* data, int length) {
+        return security.Encrypt(data, length, objNum, generation);
+    });
+}
