@@ -63,48 +63,73 @@ PDValue* PDFormTemplate::Deref(PDValue* v) {
     return Resolve(v);
 }
 
+PDValue* PDFormTemplate::FormFields() {
+    PDValue* catalog = Catalog();
+    PDValue* form = catalog ? Deref(catalog->Get("/AcroForm")) : nullptr;
+    PDValue* fields = form ? Deref(form->Get("/Fields")) : nullptr;
+    return fields != nullptr && fields->Kind() == kPDArray ? fields : nullptr;
+}
+
 void PDFormTemplate::CollectFields() {
     if (m_fieldsCollected)
         return;
     m_fieldsCollected = true;
-    PDValue* catalog = Catalog();
-    PDValue* form = catalog ? Deref(catalog->Get("/AcroForm")) : nullptr;
-    PDValue* fields = form ? Deref(form->Get("/Fields")) : nullptr;
-    if (fields == nullptr || fields->Kind() != kPDArray)
-        return;
-    for (PDValue* f = fields->First(); f != nullptr; f = f->Next()) {
+    PDValue* fields = FormFields();
+    uint16_t index = 0;
+    for (PDValue* f = fields ? fields->First() : nullptr; f != nullptr && index < UINT16_MAX;
+         f = f->Next(), ++index) {
         bool counted = false;
         int32_t num = f->Kind() == kPDReference ? f->Number() : 0;
-        CollectNode(Deref(f), num, 0, counted);
+        Terminal at = num != 0 ? Terminal{num, num, {}} : Terminal{0, 0, {index}};
+        CollectNode(Deref(f), at, 0, counted);
     }
 }
 
 // A node with /Kids is searched through its kids first; only when none of them was counted is the
 // node itself a terminal field (so a field whose kids are bare widgets is one field).
-void PDFormTemplate::CollectNode(PDValue* node, int32_t objNum, int depth, bool& counted) {
+void PDFormTemplate::CollectNode(PDValue* node, const Terminal& at, int depth, bool& counted) {
     counted = false;
     if (node == nullptr || node->Kind() != kPDDictionary || depth > pdlimits::kMaxTreeDepth)
         return;
-    if (objNum != 0) {
-        if (m_visited.count(objNum))
+    if (at.objNum != 0) {
+        if (m_visited.count(at.objNum))
             return; // a field reached twice (a cycle, or listed twice) is counted once
-        m_visited[objNum] = true;
+        m_visited[at.objNum] = true;
     }
     PDValue* kids = Deref(node->GetSlot(pdkey::Kids));
     bool anyKid = false;
-    if (kids != nullptr && kids->Kind() == kPDArray) {
-        for (PDValue* k = kids->First(); k != nullptr; k = k->Next()) {
-            bool kidCounted = false;
-            int32_t num = k->Kind() == kPDReference ? k->Number() : 0;
-            CollectNode(Deref(k), num, depth + 1, kidCounted);
-            anyKid = anyKid || kidCounted;
-        }
+    uint16_t index = 0;
+    for (PDValue* k = kids != nullptr && kids->Kind() == kPDArray ? kids->First() : nullptr;
+         k != nullptr && index < UINT16_MAX; k = k->Next(), ++index) {
+        bool kidCounted = false;
+        Terminal kid{0, at.holder, at.path};
+        if (k->Kind() == kPDReference)
+            kid = Terminal{k->Number(), k->Number(), {}};
+        else
+            kid.path.push_back(index);
+        CollectNode(Deref(k), kid, depth + 1, kidCounted);
+        anyKid = anyKid || kidCounted;
     }
     if (!anyKid && node->Get("/T") != nullptr) {
-        m_terminals.push_back({objNum, node});
+        m_terminals.push_back(at);
         counted = true;
     }
     counted = counted || anyKid;
+}
+
+PDValue* PDFormTemplate::TerminalDict(const Terminal& t) {
+    PDInputObj* holder = t.holder != 0 ? GetObj(t.holder) : nullptr;
+    PDValue* node = holder != nullptr ? holder->Value() : nullptr;
+    auto step = t.path.begin();
+    if (t.holder == 0 && step != t.path.end()) {
+        PDValue* fields = FormFields();
+        node = fields != nullptr ? fields->Element(*step++) : nullptr;
+    }
+    for (; node != nullptr && step != t.path.end(); ++step) {
+        PDValue* kids = Deref(node->GetSlot(pdkey::Kids));
+        node = kids != nullptr && kids->Kind() == kPDArray ? kids->Element(*step) : nullptr;
+    }
+    return node != nullptr && node->Kind() == kPDDictionary ? node : nullptr;
 }
 
 bool PDFormTemplate::GetField(int field, PDFieldInfo& info) {
@@ -112,7 +137,9 @@ bool PDFormTemplate::GetField(int field, PDFieldInfo& info) {
     CollectFields();
     if (field < 1 || static_cast<size_t>(field) > m_terminals.size())
         return false;
-    PDValue* dict = m_terminals[static_cast<size_t>(field - 1)].dict;
+    PDValue* dict = TerminalDict(m_terminals[static_cast<size_t>(field - 1)]);
+    if (dict == nullptr)
+        return false;
     info.name = FullNameUtf8(dict);
     info.value = PDStr(Utf8(TextOf(Deref(dict->Get("/V")))));
     info.tooltip = PDStr(Utf8(TextOf(Deref(dict->Get("/TU")))));
@@ -156,13 +183,14 @@ template <class Convert> PDStr PDFormTemplate::JoinName(const PDValue* field, Co
     return name;
 }
 
-PDValue* PDFormTemplate::WidgetDict(const Terminal& t, int widget, int32_t& objNum) {
-    PDValue* kids = Deref(t.dict->GetSlot(pdkey::Kids));
+PDValue* PDFormTemplate::WidgetDict(PDValue* field, const Terminal& t, int widget,
+                                    int32_t& objNum) {
+    PDValue* kids = Deref(field->GetSlot(pdkey::Kids));
     PDValue* w = nullptr;
     objNum = 0;
     if (kids == nullptr || kids->Kind() != kPDArray) {
         if (widget == 1) {
-            w = t.dict;
+            w = field;
             objNum = t.objNum;
         }
     } else if (PDValue* k = kids->Element(widget - 1)) {
@@ -181,8 +209,9 @@ bool PDFormTemplate::GetWidget(int field, int widget, PDWidgetInfo& info) {
     if (field < 1 || static_cast<size_t>(field) > m_terminals.size() || widget < 1)
         return false;
     const Terminal& t = m_terminals[static_cast<size_t>(field - 1)];
+    PDValue* dict = TerminalDict(t);
     int32_t objNum = 0;
-    PDValue* w = WidgetDict(t, widget, objNum);
+    PDValue* w = dict != nullptr ? WidgetDict(dict, t, widget, objNum) : nullptr;
     if (w == nullptr)
         return false;
     PDValue* rect = Deref(w->Get("/Rect"));
@@ -198,7 +227,7 @@ bool PDFormTemplate::GetWidget(int field, int widget, PDWidgetInfo& info) {
     }
     info.page = PageOf(objNum, w);
     PDStr da;
-    if (DefaultAppearance(w, t.dict, da)) {
+    if (DefaultAppearance(w, dict, da)) {
         info.fontIndex = formfont::IndexOfPrefix(da.Text(), da.Length());
         info.fontSize = da.Length() > 6 ? static_cast<float>(PDParseReal(da.Text() + 6)) : 0.0f;
     }

@@ -71,13 +71,20 @@ public:
     bool AcceptPage(PDInputObj& page) override;
 
 private:
+    // A terminal field, found again through the object cache whenever it is needed: a cached
+    // value may be released or read anew, so no pointer into it is kept. A field written in place
+    // in its parent's /Kids is reached from the nearest indirect object above it (0: the form's
+    // /Fields array) by the indices in path.
     struct Terminal {
-        int32_t objNum; // 0 for a field that is not an indirect object
-        PDValue* dict;
+        int32_t objNum; // the field's own number; 0 when it is not an indirect object
+        int32_t holder; // the indirect object path starts from
+        std::vector<uint16_t> path;
     };
     void CollectFields();
-    void CollectNode(PDValue* node, int32_t objNum, int depth, bool& counted);
-    PDValue* WidgetDict(const Terminal& t, int widget, int32_t& objNum);
+    void CollectNode(PDValue* node, const Terminal& at, int depth, bool& counted);
+    PDValue* FormFields();
+    PDValue* TerminalDict(const Terminal& t);
+    PDValue* WidgetDict(PDValue* field, const Terminal& t, int widget, int32_t& objNum);
     int PageOf(int32_t widgetObj, const PDValue* widget);
     void CollectPages();
     bool DefaultAppearance(const PDValue* widget, const PDValue* field, PDStr& da);

@@ -8,9 +8,14 @@
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
 
+// A field is held by its input and number and read from there when the output is written, so
+// that what changes in the input until then reaches the output. Only a field the store itself
+// changes (merged, made a kid) or one that will leave the cache (held) is an owned copy.
 struct PDFieldStore::Stored {
     int32_t number;                // biased
-    std::unique_ptr<PDValue> dict; // references biased
+    std::unique_ptr<PDValue> dict; // owned copy, references biased; null while held by number
+    PDFInput* input = nullptr;
+    int32_t source = 0; // input object number
 };
 
 namespace {
@@ -20,6 +25,15 @@ std::unique_ptr<PDValue> Renumbered(const PDValue& value, PDOutputDoc& output, i
     if (copy != nullptr)
         output.RenumberToOutput(*copy, map);
     return copy;
+}
+
+// Output numbers for every reference of a field held by number are handed out now, in the order a
+// copy would take them, so that the output is numbered as if the field had been copied.
+void NumberReferences(PDValue& value, PDOutputDoc& output, int map) {
+    value.RenumberReferences([&output, map](int32_t n) {
+        output.MapId(n, map);
+        return n;
+    });
 }
 
 // A field turned into a kid: its name goes, its parent is the given one.
@@ -58,9 +72,32 @@ bool PDFieldStore::HasFields() const noexcept {
     return !m_topLevel.empty();
 }
 
-PDValue* PDFieldStore::StoredField(int32_t n) const {
+std::unique_ptr<PDValue> PDFieldStore::StoredField(int32_t n, PDOutputDoc& output) const {
     auto it = m_byNumber.find(n);
-    return it != m_byNumber.end() ? it->second->dict.get() : nullptr;
+    const PDValue* value = it != m_byNumber.end() ? Current(*it->second) : nullptr;
+    if (value == nullptr)
+        return nullptr;
+    if (it->second->dict != nullptr)
+        return value->Copy();
+    return Renumbered(*value, output, it->second->input->MapIndex());
+}
+
+const PDValue* PDFieldStore::Current(const Stored& stored) {
+    if (stored.dict != nullptr)
+        return stored.dict.get();
+    PDInputObj* obj = stored.input != nullptr ? stored.input->GetObj(stored.source) : nullptr;
+    return obj != nullptr ? obj->Value() : nullptr;
+}
+
+// A field held by number becomes an owned copy of what its input holds now.
+bool PDFieldStore::Own(Stored& stored, PDOutputDoc& output) {
+    if (stored.dict != nullptr)
+        return true;
+    const PDValue* value = Current(stored);
+    if (value == nullptr || stored.input == nullptr)
+        return false;
+    stored.dict = Renumbered(*value, output, stored.input->MapIndex());
+    return stored.dict != nullptr;
 }
 
 void PDFieldStore::AddChild(int32_t n, std::unique_ptr<PDValue> dict) {
@@ -68,6 +105,15 @@ void PDFieldStore::AddChild(int32_t n, std::unique_ptr<PDValue> dict) {
         return;
     m_children.push_back(std::make_unique<Stored>(Stored{n, std::move(dict)}));
     m_byNumber[n] = m_children.back().get();
+}
+
+void PDFieldStore::AddByNumber(std::vector<std::unique_ptr<Stored>>& list, int32_t n,
+                               PDInputObj& field, PDFInput& input, PDOutputDoc& output) {
+    list.push_back(std::make_unique<Stored>(Stored{n, nullptr, &input, field.Number()}));
+    m_byNumber[n] = list.back().get();
+    NumberReferences(*field.Value(), output, input.MapIndex());
+    if (input.IsHeld(field.Number()))
+        Own(*list.back(), output);
 }
 
 void PDFieldStore::StoreField(PDOutputDoc& output, PDInputObj& field, PDFInput& input) {
@@ -78,25 +124,28 @@ void PDFieldStore::StoreField(PDOutputDoc& output, PDInputObj& field, PDFInput& 
     }
     const int map = input.MapIndex();
     const int32_t n = output.MapId(field.Number(), map);
-    if (m_byNumber.count(n) != 0)
+    if (auto known = m_byNumber.find(n); known != m_byNumber.end()) {
+        // Held objects are stored again after the pages, when their changes are complete and
+        // before they leave the cache.
+        if (input.IsHeld(field.Number()))
+            Own(*known->second, output);
         return;
+    }
     const PDValue* title = value->Get("/T");
     // A kid of a field of its own input, or a widget that belongs to no field: stored, but not
     // listed in /Fields.
     if (value->GetSlot(pdkey::Parent) != nullptr || title == nullptr) {
-        AddChild(n, Renumbered(*value, output, map));
+        AddByNumber(m_children, n, field, input, output);
         return;
     }
     auto [it, added] = m_byName.try_emplace(NameKey(*title), m_topLevel.size());
     if (added) {
-        std::unique_ptr<PDValue> copy = Renumbered(*value, output, map);
-        if (copy == nullptr)
-            return;
-        m_topLevel.push_back(std::make_unique<Stored>(Stored{n, std::move(copy)}));
-        m_byNumber[n] = m_topLevel.back().get();
+        AddByNumber(m_topLevel, n, field, input, output);
         return;
     }
     Stored& existing = *m_topLevel[it->second];
+    if (!Own(existing, output))
+        return;
     const bool existingKids = existing.dict->GetSlot(pdkey::Kids) != nullptr;
     const bool fieldKids = value->GetSlot(pdkey::Kids) != nullptr;
     if (existingKids)
@@ -194,9 +243,17 @@ void PDFieldStore::MakeKidsOf(Stored& top, PDOutputDoc& output, PDInputObj& fiel
 
 bool PDFieldStore::Write(PDOutputDoc& output) {
     bool ok = true;
-    for (const auto& field : m_topLevel)
-        ok = output.WriteObject(field->number, *field->dict, 0) && ok;
-    for (const auto& kid : m_children)
-        ok = output.WriteObject(kid->number, *kid->dict, 0) && ok;
+    for (const auto* list : {&m_topLevel, &m_children}) {
+        for (const auto& stored : *list) {
+            const PDValue* value = Current(*stored);
+            if (value == nullptr) {
+                PDReport("StoreField: field %ld is gone\n", static_cast<long>(stored->source));
+                ok = false;
+                continue;
+            }
+            int map = stored->dict != nullptr ? 0 : stored->input->MapIndex();
+            ok = output.WriteObject(stored->number, *value, map) && ok;
+        }
+    }
     return ok;
 }

@@ -34,17 +34,22 @@ public:
     PDValue& FormEntries();
     bool HasFields() const noexcept;
 
-    // The stored copy under biased number n (top level or kid); null when none. Owned by the
-    // store.
-    PDValue* StoredField(int32_t n) const;
+    // A copy of the field under biased number n (top level or kid) as it would be written now,
+    // references biased; null when none.
+    std::unique_ptr<PDValue> StoredField(int32_t n, PDOutputDoc& output) const;
     int ChildCount() const noexcept { return static_cast<int>(m_children.size()); }
 
-    // Writes every stored field and widget object.
+    // Writes every stored field and widget object. Fields held by number are read from their
+    // inputs now, so the inputs must still be open.
     bool Write(PDOutputDoc& output);
 
 private:
     struct Stored;
+    static const PDValue* Current(const Stored& stored);
+    static bool Own(Stored& stored, PDOutputDoc& output);
     void AddChild(int32_t n, std::unique_ptr<PDValue> dict);
+    void AddByNumber(std::vector<std::unique_ptr<Stored>>& list, int32_t n, PDInputObj& field,
+                     PDFInput& input, PDOutputDoc& output);
     void MakeKidsOf(Stored& top, PDOutputDoc& output, PDInputObj& field, PDFInput& input);
     void MergePair(Stored& top, PDOutputDoc& output, PDInputObj& field, PDFInput& input);
     void TakeOver(Stored& top, PDOutputDoc& output, PDInputObj& field, PDFInput& input);

@@ -1,4 +1,5 @@
 // Field tree, names, widgets and the listing of a template.
+#include "forms/form_document.h"
 #include "forms/form_template.h"
 #include "tests/support/memory_input.h"
 #include "tests/support/pdf_builder.h"
@@ -177,4 +178,41 @@ TEST(FormTemplate, FindFieldSearchesTopLevelAndDirectKids) {
     EXPECT_NE(o.doc.FindField(PDStr("top.mid")), nullptr);
     EXPECT_EQ(o.doc.FindField(PDStr("top.mid.deep")), nullptr); // only one level of kids
     EXPECT_EQ(o.doc.FindField(PDStr("Flat")), nullptr);         // case matters
+}
+
+// A template that changes /V of every field it names while its first page is imported, as the
+// filling of a page does.
+class FillingTemplate : public PDFormTemplate {
+public:
+    std::vector<int32_t> fields;
+    bool AcceptPage(PDInputObj& page) override {
+        for (int32_t n : fields) {
+            PDInputObj* field = GetObj(n);
+            if (field != nullptr && page.Number() == 3)
+                field->Value()->Dict()->Set("/V", std::make_unique<PDValue>("(new)"));
+        }
+        return PDFormTemplate::AcceptPage(page);
+    }
+};
+
+// What the page pass changes reaches the output: a parent field stored before the pages, a
+// field that is its own widget, and a kid widget met on the page.
+TEST(FormTemplate, ChangesMadeWhilePagesAreImportedAreWritten) {
+    std::string file = FormFile(
+        "/Fields [10 0 R 12 0 R]",
+        {{10, "<< /T (parent) /FT /Tx /V (old) /Kids [11 0 R] >>"},
+         {11, std::string("<< ") + kWidget + " /Parent 10 0 R /Rect [0 0 10 10] /P 3 0 R >>"},
+         {12, std::string("<< ") + kWidget + " /T (own) /FT /Tx /V (old) /Rect [0 0 9 9] >>"}},
+        "11 0 R 12 0 R");
+    FillingTemplate form;
+    form.fields = {10, 12};
+    ASSERT_TRUE(testpdf::OpenBytes(form, file));
+    PDFormDocument out;
+    out.CreateInMemory();
+    ASSERT_TRUE(out.AttachTemplate(form));
+    ASSERT_TRUE(out.ImportPages());
+    out.WriteCatalog();
+    Opened written(testpdf::Finish(out));
+    EXPECT_EQ(Widgets(written.doc),
+              (std::vector<std::string>{"parent|new|1|0,0,10,10|0|0", "own|new|1|0,0,9,9|0|0"}));
 }

@@ -47,14 +47,14 @@ TEST(FieldStore, SameNamedFieldsOfTwoInputsMerge) {
         std::vector<int32_t> top = fields.TopLevelNumbers();
         ASSERT_EQ(top.size(), c.topLevel);
         EXPECT_EQ(fields.ChildCount(), c.children);
-        const PDValue* field = fields.StoredField(top[0]);
+        std::unique_ptr<PDValue> field = fields.StoredField(top[0], out);
         EXPECT_EQ(field->Get("/FT")->Text(), "/Tx");
         EXPECT_EQ(field->Get("/Ff") != nullptr, c.a == acting);
         EXPECT_EQ(field->Get("/AA") != nullptr, c.a == acting);
         const PDValue* kids = field->Get("/Kids");
         ASSERT_EQ(kids != nullptr ? kids->ElementCount() : -1, c.topKids);
         for (const PDValue* k = kids != nullptr ? kids->First() : nullptr; k; k = k->Next()) {
-            const PDValue* stored = fields.StoredField(k->Number());
+            std::unique_ptr<PDValue> stored = fields.StoredField(k->Number(), out);
             ASSERT_NE(stored, nullptr);
             EXPECT_EQ(stored->Get("/T"), nullptr);
             EXPECT_EQ(stored->Get("/AA"), nullptr);
