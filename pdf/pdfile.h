@@ -173,10 +173,9 @@ public:
     static constexpr int32_t kOutputBias = 10000000;
 
     // Starts a new output: a file (created or truncated; false with ErrorCode() set to the
-    // system's error number), a growing memory image, or a counter that only adds up the length.
+    // system's error number) or a growing memory image.
     bool BeginWrite(const char* name);
     void BeginWriteMemory();
-    void BeginWriteCounting();
     bool IsWriting() const noexcept { return m_out != nullptr; }
 
     // Renumbering maps: one per input document written into this output. MapId gives the biased
@@ -206,6 +205,8 @@ public:
     bool WriteToken(std::string_view token);
     bool NewLine();
     bool WriteRaw(const void* bytes, int64_t length);
+    // Data of the stream object being written, encrypted with its key when the output is.
+    bool WriteStreamData(const uint8_t* bytes, int64_t length);
     bool WriteInt(int32_t value);
     bool WriteInt64(int64_t value);
     bool WriteReal(float value);
@@ -230,8 +231,6 @@ public:
     bool EndWrite();
     // The memory image after EndWrite (null, length 0, unless writing to memory).
     std::unique_ptr<uint8_t[]> TakeImage(int64_t* length) noexcept;
-    // Bytes written so far.
-    int64_t WrittenLength() const noexcept;
 
     // The output page tree. CountPage registers (or, while replaying, checks) the next page;
     // ParentForPage gives the biased number of the /Pages node that will hold page index i.

@@ -78,13 +78,6 @@ void PDFile::BeginWriteMemory() {
     MakeIdentifier("-");
 }
 
-void PDFile::BeginWriteCounting() {
-    StartOutput();
-    m_out->tokens.WriteToCounter();
-    m_out->counting = true;
-    MakeIdentifier("");
-}
-
 // ------------------------------------------------------------------ numbering
 
 int32_t PDFile::NewObjectNumber() {
@@ -184,6 +177,10 @@ bool PDFile::WriteRaw(const void* bytes, int64_t length) {
     return m_out && m_out->tokens.WriteRaw(bytes, length);
 }
 
+bool PDFile::WriteStreamData(const uint8_t* bytes, int64_t length) {
+    return m_out && m_out->tokens.WriteStreamData(bytes, length);
+}
+
 bool PDFile::WriteInt(int32_t value) {
     return m_out && m_out->tokens.WriteInt(value);
 }
@@ -194,10 +191,6 @@ bool PDFile::WriteInt64(int64_t value) {
 
 bool PDFile::WriteReal(float value) {
     return m_out && m_out->tokens.WriteReal(value);
-}
-
-int64_t PDFile::WrittenLength() const noexcept {
-    return m_out ? m_out->tokens.Tell() : 0;
 }
 
 // One token, so a reference is never split across lines. A reference to nothing is a null.
@@ -321,8 +314,7 @@ bool PDFile::WriteObjectHeader(int32_t n, int map) {
         return false;
     }
     bool ok = m_out->tokens.EnsureStarted();
-    if (!m_out->counting)
-        m_out->index[slot] = m_out->tokens.Tell();
+    m_out->index[slot] = m_out->tokens.Tell();
     ok = WriteInt(m) && ok;
     ok = WriteToken("0 obj") && ok;
     ok = NewLine() && ok;
@@ -392,7 +384,7 @@ bool PDFile::WriteObject(int32_t n, const PDValue& value, int map) {
     ok = WriteToken("stream") && ok;
     ok = NewLine() && ok;
     int64_t length = value.StreamLength();
-    ok = m_out->tokens.WriteStreamData(value.StreamData(), length) && ok;
+    ok = WriteStreamData(value.StreamData(), length) && ok;
     uint8_t last = length > 0 ? value.StreamData()[length - 1] : 0;
     if (m_out->keyObject > 0 || (last != '\r' && last != '\n'))
         ok = NewLine() && ok;

@@ -18,7 +18,6 @@ struct PDFile::WriteState {
 
     PDTokenWriter tokens;
     PDFileIO file;
-    bool counting = false;
     // File offset per output number; 0 while the object is unwritten.
     std::vector<int64_t> index;
     // Next output number (unbiased): one more than the highest handed out.

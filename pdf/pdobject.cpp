@@ -8,10 +8,6 @@ PDIndirectObj::PDIndirectObj(int32_t number, std::unique_ptr<PDValue> value)
 
 PDIndirectObj::~PDIndirectObj() = default;
 
-bool PDIndirectObj::Load(PDFile& file, int32_t number) {
-    return file.LoadObject(*this, number);
-}
-
 int PDIndirectObj::KindOf(const PDValue* value) noexcept {
     if (value == nullptr)
         return kPDObjOther;

@@ -26,10 +26,6 @@ public:
     PDIndirectObj(const PDIndirectObj&) = delete;
     PDIndirectObj& operator=(const PDIndirectObj&) = delete;
 
-    // Reads object number from file, replacing any earlier value. False when it cannot be read
-    // (the holder then keeps its earlier state).
-    bool Load(PDFile& file, int32_t number);
-
     // Owned by the holder; null when nothing is held.
     PDValue* Value() const noexcept { return m_value.get(); }
     // Replaces the value (the old one is destroyed). The kind is left alone.

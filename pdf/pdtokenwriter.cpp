@@ -152,16 +152,6 @@ bool PDTokenWriter::WriteReal(float value) {
     return WriteToken(PDFormatReal(value));
 }
 
-int32_t PDTokenWriter::NewObjectNumber() {
-    return m_nextObject++;
-}
-
-bool PDTokenWriter::WriteObjectHeader(int32_t objNum) {
-    bool ok = WriteInt(objNum);
-    ok = WriteToken("0 obj") && ok;
-    return NewLine() && ok;
-}
-
 bool PDTokenWriter::WriteEndObj() {
     bool ok = true;
     if (m_column > 0)

@@ -18,7 +18,7 @@ public:
     static constexpr int64_t kMemoryGrowth = 100000;
 
     PDTokenWriter() = default;
-    virtual ~PDTokenWriter();
+    ~PDTokenWriter();
     PDTokenWriter(const PDTokenWriter&) = delete;
     PDTokenWriter& operator=(const PDTokenWriter&) = delete;
 
@@ -38,11 +38,7 @@ public:
     bool WriteInt64(int64_t value);
     bool WriteReal(float value);
 
-    // Object framing. The file writer overrides the first two to keep its index and numbering.
-    // The default numbering counts from 1.
-    virtual int32_t NewObjectNumber();
-    // The line "n 0 obj". False when the object must not be written (nothing was written).
-    virtual bool WriteObjectHeader(int32_t objNum);
+    // Object framing; the file writer numbers the objects and keeps their offsets.
     // Writes the file header when nothing was written yet (so Tell() is an object's offset).
     bool EnsureStarted() { return EnsureHeader(); }
     // "endobj" on a line of its own.
@@ -79,6 +75,5 @@ private:
     int64_t m_offset = 0;
     int m_column = -1;
     bool m_failed = false;
-    int32_t m_nextObject = 1;
     RawCrypt m_crypt;
 };

@@ -14,7 +14,6 @@
 #include <unordered_set>
 #include <vector>
 
-class PDAnnotation;
 class PDFInput;
 class PDOutputDoc;
 
@@ -34,7 +33,6 @@ public:
     // when unknown or unreadable). Kept as a number, so releasing the node cannot leave it
     // dangling.
     PDInputObj* ParentNode() const;
-    void SetParentNode(const PDInputObj* parent) noexcept;
     void SetParentNumber(int32_t parent) noexcept { m_parent = parent; }
     int32_t ParentLink() const noexcept { return m_parent; }
     // The object whose value holds the page's effective /Resources (set by PageResources); 0
@@ -46,12 +44,6 @@ public:
     // The entry becomes an array holding a reference to n, first or last. False (with a report)
     // when the entry cannot hold it.
     bool AddEntry(int keySlot, int32_t n, bool atEnd);
-    // Gives annotation a new output number, lists it in /Annots and, when it agrees to go on
-    // this page, queues it in the output for writing at the end. Takes ownership.
-    bool AddAnnotation(std::unique_ptr<PDAnnotation> annotation);
-    // Lists content stream n (0: a new output number) in /Contents; returns the number, 0 when
-    // the page has no output.
-    int32_t AddContents(bool atEnd, int32_t n = 0);
 
 private:
     bool TransferFormXObject(PDOutputDoc& output, const PDValue& dict);
@@ -143,7 +135,6 @@ public:
     // Page by 0-based index in the order of PageSlots(); owned by the cache; null when absent
     // (error 1008 when the document has no page at all).
     PDInputObj* PageByIndex(int index);
-    int32_t PageNumberByIndex(int index);
     // The node above node: its parent link, else its /Parent. Null when none.
     PDInputObj* ParentOf(PDInputObj& node);
     // /Count of node (an indirect count is copied in place). False when it is not a number.

@@ -1,8 +1,21 @@
 // One object of an input document and how it reaches an output: written through the renumbering
-// map, or handed to the output's field and font stores.
+// map, or handed to the output's field and font stores; and the /Annots and /Contents arrays of
+// a page, which the form work adds to.
+#include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
+
+namespace {
+
+void Prepend(PDValue& array, std::unique_ptr<PDValue> element) {
+    std::unique_ptr<PDValue> old = array.Copy();
+    array.SetFirst(std::move(element));
+    for (const PDValue* e = old != nullptr ? old->First() : nullptr; e != nullptr; e = e->Next())
+        array.Append(e->Copy());
+}
+
+} // namespace
 
 PDInputObj::PDInputObj(PDFInput* doc, int32_t number) : m_doc(doc) {
     SetNumber(number);
@@ -13,10 +26,6 @@ PDInputObj::~PDInputObj() = default;
 
 PDInputObj* PDInputObj::ParentNode() const {
     return m_parent != 0 && m_doc != nullptr ? m_doc->GetObj(m_parent) : nullptr;
-}
-
-void PDInputObj::SetParentNode(const PDInputObj* parent) noexcept {
-    m_parent = parent != nullptr ? parent->Number() : 0;
 }
 
 bool PDInputObj::TransferToOutput(PDOutputDoc& output) {
@@ -85,5 +94,46 @@ bool PDInputObj::TransferFont(PDOutputDoc& output) {
         return false;
     output.RenumberToOutput(*copy, map);
     output.Fonts().StoreFont(std::move(copy), number);
+    return true;
+}
+
+bool PDInputObj::AddEntry(int keySlot, int32_t n, bool atEnd) {
+    PDValue* dict = Value();
+    if (dict == nullptr || dict->Kind() != kPDDictionary) {
+        PDReport("Unexpected type encountered during AddEntry\n");
+        return false;
+    }
+    PDValue* entry = dict->GetSlot(keySlot);
+    if (entry == nullptr) {
+        std::unique_ptr<PDValue> array = PDValue::MakeArray();
+        array->Append(PDValue::MakeReference(n));
+        dict->Dict()->SaveAttrVal(keySlot, std::move(array));
+        return true;
+    }
+    PDValue* array = entry;
+    if (entry->Kind() == kPDReference) {
+        PDInputObj* target = m_doc != nullptr ? m_doc->GetObj(entry->Number()) : nullptr;
+        if (target == nullptr || target->Value() == nullptr) {
+            PDReport("internal error in AddRef\n");
+            return false;
+        }
+        if (target->Value()->Kind() != kPDArray) {
+            // A single stream (or annotation) becomes the one element beside the new one.
+            std::unique_ptr<PDValue> wrapped = PDValue::MakeArray();
+            wrapped->Append(atEnd ? entry->Copy() : PDValue::MakeReference(n));
+            wrapped->Append(atEnd ? PDValue::MakeReference(n) : entry->Copy());
+            dict->Dict()->SaveAttrVal(keySlot, std::move(wrapped));
+            return true;
+        }
+        array = target->Value();
+    }
+    if (array->Kind() != kPDArray) {
+        PDReport("Unexpected type encountered during AddEntry\n");
+        return false;
+    }
+    if (atEnd)
+        array->Append(PDValue::MakeReference(n));
+    else
+        Prepend(*array, PDValue::MakeReference(n));
     return true;
 }

@@ -15,16 +15,8 @@ PDOutlineRoot& PDOutputDoc::CreateOutlines() {
     return *m_outlines;
 }
 
-void PDOutputDoc::AddPendingAnnotation(std::unique_ptr<PDAnnotation> annotation) {
-    if (annotation != nullptr)
-        m_annots.push_back(std::move(annotation));
-}
-
 bool PDOutputDoc::WriteCatalogEntries() {
     bool ok = true;
-    for (auto& annotation : m_annots)
-        ok = annotation->Write(*this) && ok;
-    m_annots.clear();
     ok = m_fonts.Write(*this) && ok;
     ok = m_fields.Write(*this) && ok;
     ok = m_names.Write(*this) && ok;

@@ -4,7 +4,6 @@
 #pragma once
 
 #include "pdf/pdfile.h"
-#include "structure/pdannots.h"
 #include "structure/pdfieldstore.h"
 #include "structure/pdfontstore.h"
 #include "structure/pdnames.h"
@@ -30,12 +29,9 @@ public:
     // Reports "CreateOutlines called more than once\n" and returns the existing root on a second
     // call.
     PDOutlineRoot& CreateOutlines();
-    // Annotations added to pages, written when the document ends. Takes ownership.
-    void AddPendingAnnotation(std::unique_ptr<PDAnnotation> annotation);
-    int PendingAnnotationCount() const noexcept { return static_cast<int>(m_annots.size()); }
 
 protected:
-    // Pending annotations, fonts, fields, destinations, names, outlines and /AcroForm, with their
+    // Fonts, fields, destinations, names, outlines and /AcroForm, with their
     // catalog entries. False when any of them failed.
     bool WriteCatalogEntries() override;
 
@@ -44,5 +40,4 @@ private:
     PDFontStore m_fonts;
     PDNameStore m_names;
     std::unique_ptr<PDOutlineRoot> m_outlines;
-    std::vector<std::unique_ptr<PDAnnotation>> m_annots;
 };

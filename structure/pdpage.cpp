@@ -12,17 +12,6 @@
 #include <algorithm>
 #include <vector>
 
-bool PDIsPageNode(const PDIndirectObj& obj) noexcept {
-    return obj.Kind() == kPDObjPages || (obj.Kind() == kPDObjOther && obj.Value() != nullptr &&
-                                         obj.Value()->GetSlot(pdkey::Kids) != nullptr);
-}
-
-bool PDIsPage(const PDIndirectObj& obj) noexcept {
-    return obj.Kind() == kPDObjPage ||
-           (obj.Kind() == kPDObjOther && obj.Value() != nullptr &&
-            obj.Value()->Kind() == kPDDictionary && obj.Value()->GetSlot(pdkey::Kids) == nullptr);
-}
-
 namespace {
 
 bool IsDictionary(const PDInputObj* obj) {
@@ -120,11 +109,6 @@ PDInputObj* PDFInput::PageByIndex(int index) {
     if (page != nullptr && slot.parent != 0)
         page->SetParentNumber(slot.parent);
     return page;
-}
-
-int32_t PDFInput::PageNumberByIndex(int index) {
-    PDInputObj* page = PageByIndex(index);
-    return page != nullptr ? page->Number() : 0;
 }
 
 // ------------------------------------------------------------------ resources

@@ -1,5 +1,5 @@
 // Page-level helpers that stand beside PDFInput's page operations (declared with PDFInput):
-// the annotation cursor and the tests for what a page-tree entry is.
+// the annotation cursor.
 #pragma once
 
 #include "pdf/pdfile.h"
@@ -8,11 +8,6 @@
 #include <memory>
 
 class PDInputObj;
-
-// True for a /Pages node; a kid without /Type counts as a node when it has /Kids.
-bool PDIsPageNode(const PDIndirectObj& obj) noexcept;
-// True for a page; a kid without /Type counts as a page when it has no /Kids.
-bool PDIsPage(const PDIndirectObj& obj) noexcept;
 
 // Goes through the elements of a page's /Annots, from the first. An indirect array is read
 // through the input's cache, or privately for other documents; the cursor owns what it read.

@@ -102,7 +102,9 @@ TEST(TokenWriter, NumbersFramingAndRawData) {
     w.WriteInt64(12345678901LL);
     w.WriteReal(2.25f);
     w.WriteReal(1.9996f);
-    w.WriteObjectHeader(17);
+    w.WriteInt(17);
+    w.WriteToken("0 obj");
+    w.NewLine();
     w.WriteToken("stream");
     w.NewLine();
     w.WriteRaw("xyz", 3);

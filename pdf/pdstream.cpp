@@ -1,16 +1,31 @@
-#include "streams/pdstream.h"
+#include "pdf/pdstream.h"
 
 #include "pdf/pddiag.h"
+#include "pdf/pdfile.h"
+#include "pdf/pdvalue.h"
 #include "streams/pdfilters.h"
 
 #include <cstring>
 
+PDStream::PDStream() = default;
+
 PDStream::~PDStream() = default;
 
-void PDStream::WriteDictEntries(PDTokenWriter& /*out*/) {}
+PDValue& PDStream::Entries() {
+    if (m_entries == nullptr)
+        m_entries = PDValue::MakeDictionary();
+    return *m_entries;
+}
 
-int PDStream::StreamTag() const {
-    return 0;
+void PDStream::WriteDictEntries(PDFile& out, int map) {
+    PDValue* entry = nullptr;
+    const char* key = nullptr;
+    for (int i = 0; m_entries != nullptr && m_entries->Dict()->Entry(i, &entry, &key); ++i) {
+        if (entry == nullptr)
+            continue;
+        out.WriteToken(key);
+        out.WriteValue(entry, map);
+    }
 }
 
 void PDStream::AppendToken(const char* bytes, int length) {
@@ -29,7 +44,7 @@ void PDStream::AppendToken(const char* text) {
         AppendToken(text, static_cast<int>(std::strlen(text)));
 }
 
-int64_t PDStream::Write(PDTokenWriter& out) {
+int64_t PDStream::Write(PDFile& out) {
     if (m_compress) {
         PDStr packed = CompressFlate(m_content);
         if (!packed.IsEmpty()) {
@@ -41,13 +56,13 @@ int64_t PDStream::Write(PDTokenWriter& out) {
     return m_content.Length();
 }
 
-int32_t PDStream::WriteObject(PDTokenWriter& out, int32_t objNum) {
+int32_t PDStream::WriteObject(PDFile& out, int32_t objNum, int map) {
     if (objNum == 0)
         objNum = out.NewObjectNumber();
-    if (!out.WriteObjectHeader(objNum))
-        return objNum;
+    if (!out.WriteObjectHeader(objNum, map))
+        return 0;
     out.WriteToken("<<");
-    WriteDictEntries(out);
+    WriteDictEntries(out, map);
     PDStr packed;
     if (m_compress)
         packed = CompressFlate(m_content);
@@ -64,8 +79,7 @@ int32_t PDStream::WriteObject(PDTokenWriter& out, int32_t objNum) {
     // Deliberate: no line end is added before "endstream", so uncompressed data that do not end
     // in one run straight into it; compressed data end in the line feed of CompressFlate.
     out.WriteRaw("endstream\r\n", 11);
-    out.WriteEndObj();
-    return objNum;
+    return out.WriteEndObj() ? objNum : 0;
 }
 
 void PDPgStream::BeginText() {
@@ -90,7 +104,7 @@ void PDPgStream::AppendOperator(const char* text) {
     m_pending = true;
 }
 
-int64_t PDPgStream::Write(PDTokenWriter& out) {
+int64_t PDPgStream::Write(PDFile& out) {
     // Only a warning: the content is written as it stands, without the missing "ET".
     if (m_inText)
         PDReport("PDPgStream::Write - \"ET\" probably missing\n");
