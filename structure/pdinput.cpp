@@ -76,6 +76,8 @@ void PDFInput::ReleaseAll(bool keepNew) {
     m_highest = 0;
     m_currentPage = nullptr;
     m_inherited.clear();
+    m_pageObjects.clear();
+    m_pageObjectsKnown = false;
 }
 
 PDValue* PDFInput::Resolve(PDValue* value) {

@@ -135,6 +135,8 @@ public:
     // Page by 0-based index in the order of PageSlots(); owned by the cache; null when absent
     // (error 1008 when the document has no page at all).
     PDInputObj* PageByIndex(int index);
+    // True when n is one of the pages of PageSlots() or a page-tree node above them.
+    bool IsPageObject(int32_t n);
     // The node above node: its parent link, else its /Parent. Null when none.
     PDInputObj* ParentOf(PDInputObj& node);
     // /Count of node (an indirect count is copied in place). False when it is not a number.
@@ -192,5 +194,7 @@ private:
 
     // Page walk of a transfer.
     std::unordered_map<int32_t, InheritedFrom> m_inherited;
+    std::unordered_set<int32_t> m_pageObjects; // filled from PageSlots() on first use
+    bool m_pageObjectsKnown = false;
     int m_pagesFound = 0;
 };

@@ -111,6 +111,17 @@ PDInputObj* PDFInput::PageByIndex(int index) {
     return page;
 }
 
+bool PDFInput::IsPageObject(int32_t n) {
+    if (!m_pageObjectsKnown) {
+        m_pageObjectsKnown = true;
+        for (const PDPageSlot& slot : PageSlots())
+            m_pageObjects.insert(slot.number);
+        for (const auto& [node, parent] : NodeParents())
+            m_pageObjects.insert(node);
+    }
+    return m_pageObjects.count(n) != 0;
+}
+
 // ------------------------------------------------------------------ resources
 
 PDValue* PDFInput::PageResources(PDInputObj& page) {

@@ -170,7 +170,9 @@ RefCopier::Outcome RefCopier::VisitReference(State& state, int key, const char* 
     }
     if (target == nullptr)
         return Outcome::kDrop;
-    if (target->Kind() == kPDObjPages || target->Kind() == kPDObjPage)
+    // A page or node reached before the page walk (through a widget's /P, say) is one even
+    // without /Type: the walk writes it, as a page, never this copier as a plain object.
+    if (target->Kind() == kPDObjPages || target->Kind() == kPDObjPage || m_input.IsPageObject(n))
         return Outcome::kKeep;
     if (!Filter(*target))
         return Outcome::kDrop;

@@ -137,6 +137,15 @@ TEST(PagesEndToEnd, BrokenTreesKeepEveryPageOtherReadersFind) {
                   b.Add(200 + depth, "<< /Type /Page >>");
               }),
          2, 0},
+        {"page without /Type that a field points at",
+         Tree("<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 2 /MediaBox [0 0 300 300] >>", 1,
+              [](testpdf::PdfBuilder& b) {
+                  b.Add(1, "<< /Type /Catalog /Pages 2 0 R /AcroForm << /Fields [60 0 R] >> >>");
+                  b.Add(4, "<< /Parent 2 0 R /Contents 104 0 R /Annots [60 0 R] >>");
+                  b.AddStream(104, "", "0 0 m S");
+                  b.Add(60, "<< /Subtype /Widget /T (f) /FT /Tx /P 4 0 R /Rect [0 0 9 9] >>");
+              }),
+         2, 0},
         {"page tree unreadable", Tree("(not a dictionary)", 3), 3, 0},
         {"cross-reference chain loops", LoopingChain(), 2, 0},
     };
