@@ -63,14 +63,14 @@ void PDValue::DetachChildren(PDValue* v, PDValue*& work) noexcept {
         v->m_realCount = 0;
     }
     if (v->m_dict != nullptr) {
-        for (auto& slot : v->m_dict->m_values) {
-            PDValue* child = slot.release();
+        for (auto& item : v->m_dict->m_entries) {
+            PDValue* child = item.value.release();
             if (child != nullptr) {
                 child->m_next = work;
                 work = child;
             }
         }
-        v->m_dict->m_order.clear();
+        v->m_dict->m_entries.clear();
         v->m_dict.reset();
     }
 }

@@ -11,7 +11,6 @@
 #include <memory>
 #include <new>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 class PDDict;
@@ -138,7 +137,7 @@ private:
 
 class PDDict {
 public:
-    PDDict();
+    PDDict() noexcept;
     ~PDDict();
     PDDict(const PDDict&) = delete;
     PDDict& operator=(const PDDict&) = delete;
@@ -157,7 +156,9 @@ public:
     PDValue* GetSlot(int slot) const noexcept;
     const char* KeyText(int slot) const noexcept; // null at or beyond the capacity
 
-    int Count() const noexcept { return static_cast<int>(m_order.size()); }
+    int Count() const noexcept { return static_cast<int>(m_entries.size()); }
+    // The slot numbers a table may use before it grows: a number only, no storage stands behind
+    // it (entries take room as they are set).
     int Capacity() const noexcept { return m_capacity; }
     int SlotsInUse() const noexcept {
         return pdkey::kWellKnownCount + static_cast<int>(m_ownedKeys.size());
@@ -180,23 +181,27 @@ public:
 
 private:
     template <class T> using Vec = std::vector<T, PDAllocator<T>>;
-    using Lookup = std::unordered_map<std::string_view, int, std::hash<std::string_view>,
-                                      std::equal_to<std::string_view>,
-                                      PDAllocator<std::pair<const std::string_view, int>>>;
+    struct Item {
+        std::unique_ptr<PDValue> value;
+        int32_t slot;
+    };
+    // Built once a table holds many keys, so that look-ups and stores stay constant-time.
+    struct BigIndex;
 
     // The key bytes of a slot in use; empty for any other slot.
     std::string_view KeyView(int slot) const noexcept;
     int FindExact(const char* key, int length) const noexcept;
     int FindDecoded(const char* key, int length) const noexcept;
     int FindAny(const char* key) const noexcept;
-    void IndexSlot(int slot);
-    void DropFromOrder(int slot) noexcept;
+    // Index of the entry of slot in m_entries; -1 when the slot holds nothing.
+    int Position(int slot) const noexcept;
+    void IndexKey(int slot);
+    void Reindex(size_t from) noexcept;
 
-    Vec<std::unique_ptr<PDValue>> m_values; // one per slot of the capacity
-    Vec<PDStr> m_ownedKeys;                 // the keys of slot 20 on (slots below are well known)
-    Vec<int16_t> m_order;                   // slots in first-set order
-    Lookup m_lookup;                        // key text -> slot, once the table is big
-    int m_capacity;
+    Vec<Item> m_entries;               // in first-set order
+    Vec<std::string_view> m_ownedKeys; // slot 20 on; the bytes are shared by every table
+    std::unique_ptr<BigIndex> m_big;   // null while the table is small
+    int32_t m_capacity;
     bool m_oddKeys; // a key holds '#' or lacks the slash, so plain look-ups decode every key
     friend class PDValue;
 };

@@ -49,8 +49,9 @@ std::unique_ptr<PDValue> PDValue::Copy() const {
         }
         if (src->m_dict == nullptr)
             continue;
-        for (int16_t slot : src->m_dict->m_order) {
-            const PDValue* v = src->m_dict->GetSlot(slot);
+        for (const auto& item : src->m_dict->m_entries) {
+            const int slot = item.slot;
+            const PDValue* v = item.value.get();
             if (v == nullptr)
                 continue;
             std::string_view key = src->m_dict->KeyView(slot);
