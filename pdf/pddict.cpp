@@ -210,6 +210,8 @@ int PDDict::Intern(const char* key, int length) {
             m_big->positions.resize(static_cast<size_t>(m_capacity), 0);
     }
     std::string_view text = Keys().Intern(std::string_view(key, static_cast<size_t>(length)));
+    if (m_ownedKeys.size() == m_ownedKeys.capacity())
+        m_ownedKeys.reserve(std::max(kFirstEntries, m_ownedKeys.size() * 2));
     m_ownedKeys.push_back(text);
     if (text.empty() || text[0] != '/' || text.find('#') != std::string_view::npos)
         m_oddKeys = true;
