@@ -4,8 +4,8 @@
 Usage: bench/copy_files.py [path/to/quillet] [runs]
 Reads the forms of ../shared/bench/ and the six largest unencrypted files of ../shared/corpus/
 (beside the checkout). Prints, per file: size, the size of each copy, the best wall time of each
-tool over the runs, the ratio quillet / qpdf, and each tool's peak resident memory (measured by
-/usr/bin/time when installed).
+tool over the runs, the ratio quillet / qpdf, each tool's peak resident memory (measured by
+/usr/bin/time when installed), and whether quillet's peak stays within twice the input plus 8 MiB.
 """
 import os
 import shutil
@@ -63,20 +63,22 @@ def main():
     if not os.path.exists(binary):
         sys.exit('no binary at %s (cmake --workflow --preset release)' % binary)
     qpdf = shutil.which('qpdf')
-    print('%-40s %9s | %9s %9s %7s | %9s %9s %7s | %6s' % (
-        'file', 'bytes', 'quillet', 'ms', 'MiB', 'qpdf', 'ms', 'MiB', 'ratio'))
+    print('%-40s %9s | %9s %9s %7s | %9s %9s %7s | %6s %s' % (
+        'file', 'bytes', 'quillet', 'ms', 'MiB', 'qpdf', 'ms', 'MiB', 'ratio', 'memory'))
     with tempfile.TemporaryDirectory() as tmp:
         out = os.path.join(tmp, 'out.pdf')
         for path in files():
             ours = best([binary, path, out], out)
             theirs = best([qpdf, path, out], out) if qpdf else None
             ratio = '%6.2f' % (ours[0] / theirs[0]) if ours and theirs else '     -'
-            print('%-40s %9d | %9s %9s %7s | %9s %9s %7s | %s' % (
+            budget = (2 * os.path.getsize(path) + 8 * (1 << 20)) / (1 << 20)
+            memory = ('ok' if ours[1] <= budget else 'OVER') if ours else '-'
+            print('%-40s %9d | %9s %9s %7s | %9s %9s %7s | %s %s' % (
                 os.path.basename(path)[:40], os.path.getsize(path),
                 cell(ours and ours[2], '%d'), cell(ours and ours[0], '%.2f'),
                 cell(ours and ours[1], '%.1f'),
                 cell(theirs and theirs[2], '%d'), cell(theirs and theirs[0], '%.2f'),
-                cell(theirs and theirs[1], '%.1f'), ratio))
+                cell(theirs and theirs[1], '%.1f'), ratio, memory))
     if not qpdf:
         print('qpdf is not installed: no comparison')
 

@@ -4,14 +4,19 @@
 #include "pdf/pdlimits.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace {
 
 constexpr int kInitialSlots = 30;
 constexpr int kGrowSlots = 10;
-// From this many key slots on, exact look-ups go through a hash index instead of a scan.
+// From this many keys of its own on, a table indexes its keys and entries.
 constexpr int kIndexFrom = 32;
+// Entries are taken in steps of this many first, as most tables hold few.
+constexpr size_t kFirstEntries = 4;
 
 constexpr std::string_view kWellKnown[] = {
 #define PD_KEY_VIEW(id, text) std::string_view(text),
@@ -24,11 +29,73 @@ int TextLength(const char* text) noexcept {
     return n > 0x7FFFFFF0U ? 0x7FFFFFF0 : static_cast<int>(n);
 }
 
+// The bytes of every key beyond the well-known ones, held once for all tables: documents repeat a
+// few dozen keys thousands of times. Each text is zero-terminated and never moves or goes away.
+class KeyPool {
+public:
+    std::string_view Intern(std::string_view key) {
+        auto found = m_keys.find(key);
+        if (found != m_keys.end())
+            return *found;
+        std::string_view kept(Store(key), key.size());
+        m_keys.insert(kept);
+        return kept;
+    }
+
+private:
+    static constexpr size_t kBlock = 16384;
+
+    const char* Store(std::string_view key) {
+        size_t need = key.size() + 1;
+        if (need > kBlock / 4) { // a long key gets a block of its own
+            m_blocks.emplace_back(Allocate(need));
+            return Fill(m_blocks.back().get(), key);
+        }
+        if (m_room < need) {
+            m_blocks.emplace_back(Allocate(kBlock));
+            m_open = m_blocks.back().get();
+            m_room = kBlock;
+        }
+        char* at = m_open;
+        m_open += need;
+        m_room -= need;
+        return Fill(at, key);
+    }
+    static char* Allocate(size_t n) { return PDAllocator<char>().allocate(n); }
+    static const char* Fill(char* at, std::string_view key) {
+        if (!key.empty())
+            std::memcpy(at, key.data(), key.size());
+        at[key.size()] = 0;
+        return at;
+    }
+    struct Free {
+        void operator()(char* p) const noexcept { std::free(p); }
+    };
+
+    std::unordered_set<std::string_view, std::hash<std::string_view>,
+                       std::equal_to<std::string_view>, PDAllocator<std::string_view>>
+        m_keys;
+    std::vector<std::unique_ptr<char, Free>, PDAllocator<std::unique_ptr<char, Free>>> m_blocks;
+    char* m_open = nullptr;
+    size_t m_room = 0;
+};
+
+KeyPool& Keys() {
+    static KeyPool pool;
+    return pool;
+}
+
 } // namespace
 
-PDDict::PDDict() : m_capacity(kInitialSlots), m_oddKeys(false) {
-    m_values.resize(kInitialSlots);
-}
+struct PDDict::BigIndex {
+    std::unordered_map<std::string_view, int, std::hash<std::string_view>,
+                       std::equal_to<std::string_view>,
+                       PDAllocator<std::pair<const std::string_view, int>>>
+        slots;              // owned key -> slot
+    Vec<int32_t> positions; // slot -> entry index + 1; 0 when the slot holds nothing
+};
+
+PDDict::PDDict() noexcept : m_capacity(kInitialSlots), m_oddKeys(false) {}
 
 PDDict::~PDDict() = default;
 
@@ -38,18 +105,22 @@ std::string_view PDDict::KeyView(int slot) const noexcept {
     if (slot < pdkey::kWellKnownCount)
         return kWellKnown[slot];
     auto owned = static_cast<size_t>(slot - pdkey::kWellKnownCount);
-    return owned < m_ownedKeys.size() ? m_ownedKeys[owned].View() : std::string_view();
+    return owned < m_ownedKeys.size() ? m_ownedKeys[owned] : std::string_view();
 }
 
 int PDDict::FindExact(const char* key, int length) const noexcept {
     std::string_view wanted(key, static_cast<size_t>(length));
-    if (!m_lookup.empty()) {
-        auto it = m_lookup.find(wanted);
-        return it == m_lookup.end() ? -1 : it->second;
-    }
-    for (int slot = 0, n = SlotsInUse(); slot < n; ++slot) {
-        if (KeyView(slot) == wanted)
+    for (int slot = 0; slot < pdkey::kWellKnownCount; ++slot) {
+        if (kWellKnown[slot] == wanted)
             return slot;
+    }
+    if (m_big != nullptr) {
+        auto it = m_big->slots.find(wanted);
+        return it == m_big->slots.end() ? -1 : it->second;
+    }
+    for (size_t i = 0; i < m_ownedKeys.size(); ++i) {
+        if (m_ownedKeys[i] == wanted)
+            return pdkey::kWellKnownCount + static_cast<int>(i);
     }
     return -1;
 }
@@ -83,15 +154,41 @@ int PDDict::FindAny(const char* key) const noexcept {
     return slot;
 }
 
-void PDDict::IndexSlot(int slot) {
-    if (m_lookup.empty()) {
-        if (SlotsInUse() < kIndexFrom)
+int PDDict::Position(int slot) const noexcept {
+    if (slot < 0 || slot >= m_capacity)
+        return -1;
+    if (m_big != nullptr) {
+        auto at = static_cast<size_t>(slot);
+        return at < m_big->positions.size() ? m_big->positions[at] - 1 : -1;
+    }
+    for (size_t i = 0; i < m_entries.size(); ++i) {
+        if (m_entries[i].slot == slot)
+            return static_cast<int>(i);
+    }
+    return -1;
+}
+
+// Entries from index `from` on moved: their slots learn their new places.
+void PDDict::Reindex(size_t from) noexcept {
+    if (m_big == nullptr)
+        return;
+    for (size_t i = from; i < m_entries.size(); ++i)
+        m_big->positions[static_cast<size_t>(m_entries[i].slot)] = static_cast<int32_t>(i + 1);
+}
+
+void PDDict::IndexKey(int slot) {
+    if (m_big == nullptr) {
+        if (static_cast<int>(m_ownedKeys.size()) < kIndexFrom)
             return;
-        for (int i = 0, n = SlotsInUse(); i < n; ++i) // first time: every slot so far
-            m_lookup.emplace(KeyView(i), i);
+        // First time: every key and entry so far.
+        m_big = std::make_unique<BigIndex>();
+        for (size_t i = 0; i < m_ownedKeys.size(); ++i)
+            m_big->slots.emplace(m_ownedKeys[i], pdkey::kWellKnownCount + static_cast<int>(i));
+        m_big->positions.assign(static_cast<size_t>(m_capacity), 0);
+        Reindex(0);
         return;
     }
-    m_lookup.emplace(KeyView(slot), slot);
+    m_big->slots.emplace(KeyView(slot), slot);
 }
 
 int PDDict::Intern(const char* key) {
@@ -109,15 +206,17 @@ int PDDict::Intern(const char* key, int length) {
     if (SlotsInUse() >= m_capacity) {
         m_capacity = std::min(std::max(m_capacity + kGrowSlots, m_capacity + m_capacity / 2),
                               pdlimits::kMaxDictKeys);
-        m_values.resize(static_cast<size_t>(m_capacity));
+        if (m_big != nullptr)
+            m_big->positions.resize(static_cast<size_t>(m_capacity), 0);
     }
-    // Owned key storage never moves its bytes: a PDStr keeps its buffer when the vector grows.
-    m_ownedKeys.emplace_back(key, length);
-    std::string_view text(key, static_cast<size_t>(length));
+    std::string_view text = Keys().Intern(std::string_view(key, static_cast<size_t>(length)));
+    if (m_ownedKeys.size() == m_ownedKeys.capacity())
+        m_ownedKeys.reserve(std::max(kFirstEntries, m_ownedKeys.size() * 2));
+    m_ownedKeys.push_back(text);
     if (text.empty() || text[0] != '/' || text.find('#') != std::string_view::npos)
         m_oddKeys = true;
     slot = SlotsInUse() - 1;
-    IndexSlot(slot);
+    IndexKey(slot);
     return slot;
 }
 
@@ -130,10 +229,16 @@ void PDDict::SaveAttrVal(int slot, std::unique_ptr<PDValue> v) {
         RemoveSlot(slot);
         return;
     }
-    auto& entry = m_values[static_cast<size_t>(slot)];
-    if (entry == nullptr)
-        m_order.push_back(static_cast<int16_t>(slot));
-    entry = std::move(v); // a replaced value keeps its place in the order
+    int at = Position(slot);
+    if (at >= 0) {
+        m_entries[static_cast<size_t>(at)].value = std::move(v); // keeps its place in the order
+        return;
+    }
+    if (m_entries.size() == m_entries.capacity()) // most tables never grow past the first step
+        m_entries.reserve(std::max(kFirstEntries, m_entries.size() * 2));
+    m_entries.push_back(Item{std::move(v), slot});
+    if (m_big != nullptr)
+        m_big->positions[static_cast<size_t>(slot)] = static_cast<int32_t>(m_entries.size());
 }
 
 void PDDict::Set(const char* key, std::unique_ptr<PDValue> v) {
@@ -148,9 +253,8 @@ PDValue* PDDict::Get(const char* key) const noexcept {
 }
 
 PDValue* PDDict::GetSlot(int slot) const noexcept {
-    if (slot < 0 || slot >= m_capacity)
-        return nullptr;
-    return m_values[static_cast<size_t>(slot)].get();
+    int at = Position(slot);
+    return at < 0 ? nullptr : m_entries[static_cast<size_t>(at)].value.get();
 }
 
 const char* PDDict::KeyText(int slot) const noexcept {
@@ -171,25 +275,26 @@ bool PDDict::Entry(int i, PDValue** value, const char** key) const noexcept {
 bool PDDict::EntrySlot(int i, PDValue** value, int* slot) const noexcept {
     if (i < 0 || i >= Count())
         return false;
-    int s = m_order[static_cast<size_t>(i)];
+    const Item& item = m_entries[static_cast<size_t>(i)];
     if (value != nullptr)
-        *value = m_values[static_cast<size_t>(s)].get();
+        *value = item.value.get();
     if (slot != nullptr)
-        *slot = s;
+        *slot = item.slot;
     return true;
 }
 
-void PDDict::DropFromOrder(int slot) noexcept {
-    auto it = std::find(m_order.begin(), m_order.end(), static_cast<int16_t>(slot));
-    if (it != m_order.end())
-        m_order.erase(it);
-}
-
 std::unique_ptr<PDValue> PDDict::Release(int slot) {
-    if (GetSlot(slot) == nullptr)
+    int at = Position(slot);
+    if (at < 0)
         return nullptr;
-    DropFromOrder(slot);
-    return std::move(m_values[static_cast<size_t>(slot)]);
+    auto index = static_cast<size_t>(at);
+    std::unique_ptr<PDValue> v = std::move(m_entries[index].value);
+    m_entries.erase(m_entries.begin() + at);
+    if (m_big != nullptr) {
+        m_big->positions[static_cast<size_t>(slot)] = 0;
+        Reindex(index);
+    }
+    return v;
 }
 
 void PDDict::RemoveSlot(int slot) {
@@ -217,7 +322,7 @@ bool PDDict::MoveTo(const char* key, PDDict& other) {
 }
 
 void PDDict::Clear() noexcept {
-    for (int16_t slot : m_order)
-        m_values[static_cast<size_t>(slot)].reset();
-    m_order.clear();
+    m_entries.clear();
+    if (m_big != nullptr)
+        std::fill(m_big->positions.begin(), m_big->positions.end(), 0);
 }

@@ -330,11 +330,9 @@ private:
     void MakeRoomForObjectStream(int64_t bytes);
     void DropObjectStreams();
 
-    // The input: a file or a memory image.
-    PDFileIO m_inFile;
+    // The input, always whole in memory: a file is read at once when it is opened.
     std::vector<uint8_t> m_image;
     bool m_inOpen = false;
-    bool m_inMemory = false;
     int64_t m_inSize = 0;
     int64_t m_inPos = 0;
     PDStr m_inName;

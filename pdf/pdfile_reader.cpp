@@ -79,19 +79,22 @@ bool PDFile::OpenRead(const char* name) {
         return false;
     }
     m_inName = name;
-    int rc = m_inFile.OpenRead(name);
+    // The whole file is read at once: parsing then costs no system call, and what is read cannot
+    // change under the reader while the run goes on.
+    PDFileIO file;
+    int rc = file.OpenRead(name);
     if (rc != 0) {
         m_error = rc;
         return false;
     }
-    m_inOpen = true;
-    int64_t size = m_inFile.Seek(0, 2);
-    if (size < 0) {
-        CloseRead();
+    int64_t size = file.Seek(0, 2);
+    if (size < 0 || file.Seek(0, 0) != 0) {
         m_error = pderr::kFileSize;
         return false;
     }
-    m_inSize = size;
+    file.ReadRest(m_image, size);
+    m_inOpen = true;
+    m_inSize = static_cast<int64_t>(m_image.size());
     return OpenStructure();
 }
 
@@ -104,7 +107,6 @@ bool PDFile::OpenMemory(const uint8_t* data, int64_t length) {
     m_inName = "(memory)";
     if (length > 0)
         m_image.assign(data, data + length);
-    m_inMemory = true;
     m_inOpen = true;
     m_inSize = length;
     return OpenStructure();
@@ -113,11 +115,9 @@ bool PDFile::OpenMemory(const uint8_t* data, int64_t length) {
 void PDFile::CloseRead() {
     ForgetPages();
     OnObjectsInvalidated();
-    if (m_inFile.IsOpen())
-        m_inFile.Close();
     m_image.clear();
     m_image.shrink_to_fit();
-    m_inOpen = m_inMemory = false;
+    m_inOpen = false;
     m_inSize = m_inPos = 0;
     m_error = 0;
     std::memset(m_version, 0, sizeof m_version);
@@ -503,20 +503,8 @@ int64_t PDFile::ReadAt(int64_t pos, uint8_t* buffer, int64_t n) {
     if (!m_inOpen || pos < 0 || n <= 0 || pos >= m_inSize)
         return 0;
     n = std::min(n, m_inSize - pos);
-    if (m_inMemory) {
-        std::memcpy(buffer, m_image.data() + pos, static_cast<size_t>(n));
-        return n;
-    }
-    if (m_inFile.Seek(pos, 0) != pos)
-        return 0;
-    int64_t total = 0;
-    while (total < n) {
-        int64_t got = m_inFile.Read(buffer + total, n - total);
-        if (got <= 0)
-            break;
-        total += got;
-    }
-    return total;
+    std::memcpy(buffer, m_image.data() + pos, static_cast<size_t>(n));
+    return n;
 }
 
 int PDFile::Read(uint8_t* buffer, int n) {
@@ -536,24 +524,9 @@ int64_t PDFile::Remaining() {
     return m_inSize > m_inPos ? m_inSize - m_inPos : 0;
 }
 
-// One pass over the whole input, in pieces read with enough context around them to see a
-// header or keyword whole.
 void PDFile::IndexKeywords() {
-    constexpr int64_t kPiece = int64_t{1} << 20;
-    constexpr int64_t kContext = 128;
     m_keywordsIndexed = true;
-    if (m_inMemory) {
-        m_keywords.Scan(m_image.data(), m_inSize, 0, 0, m_inSize);
-        return;
-    }
-    std::vector<uint8_t> piece(static_cast<size_t>(kPiece + 2 * kContext));
-    for (int64_t pos = 0; pos < m_inSize; pos += kPiece) {
-        int64_t start = std::max<int64_t>(pos - kContext, 0);
-        int64_t got = ReadAt(start, piece.data(), pos + kPiece + kContext - start);
-        if (got <= pos - start)
-            break;
-        m_keywords.Scan(piece.data(), got, start, pos - start, pos + kPiece - start);
-    }
+    m_keywords.Scan(m_image.data(), m_inSize, 0, 0, m_inSize);
 }
 
 int64_t PDFile::StreamLimit(int64_t dataStart, int64_t length) {

@@ -332,15 +332,8 @@ const PDXrefEntry* PDFile::XrefEntry(int32_t n) {
 // position behind the last "trailer" keyword.
 void PDFile::ScanObjectHeaders() {
     m_scanDone = true;
-    std::vector<uint8_t> copy;
     const uint8_t* data = m_image.data();
-    if (!m_inMemory) {
-        copy.resize(static_cast<size_t>(m_inSize));
-        if (ReadAt(0, copy.data(), m_inSize) != m_inSize)
-            copy.resize(0);
-        data = copy.data();
-    }
-    int64_t size = m_inMemory ? m_inSize : static_cast<int64_t>(copy.size());
+    const int64_t size = m_inSize;
     for (int64_t i = 1; i + 3 <= size; ++i) {
         if (data[i] == 't' && i + 7 <= size && std::memcmp(data + i, "trailer", 7) == 0 &&
             (i + 7 == size || !IsDigit(data[i + 7])))

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -107,6 +108,29 @@ int64_t PDFileIO::Read(void* buffer, int64_t n) {
     m_pos += total;
     if (total == 0)
         m_atEnd = true;
+    return total;
+}
+
+int64_t PDFileIO::ReadRest(std::vector<uint8_t>& out, int64_t limit) {
+    constexpr int64_t kPiece = int64_t{1} << 16;
+    out.clear();
+    if (m_fd < 0 || limit <= 0 || !Flush())
+        return 0;
+    struct stat info = {};
+    int64_t guess = kPiece;
+    if (::fstat(m_fd, &info) == 0 && S_ISREG(info.st_mode))
+        guess = std::max<int64_t>(info.st_size - m_pos, 0) + 1; // one more byte sees the end
+    int64_t total = 0;
+    while (total < limit) {
+        int64_t want = std::min(limit - total, std::max(guess, kPiece));
+        out.resize(static_cast<size_t>(total + want));
+        int64_t got = Read(out.data() + total, want);
+        total += got;
+        if (got < want)
+            break;
+        guess = total; // the file grew or gives no size: double what is held
+    }
+    out.resize(static_cast<size_t>(total));
     return total;
 }
 

@@ -20,6 +20,11 @@ public:
     int Close();                     // flushes first; 0 or the system's error number
     // Up to n bytes; the count read, 0 at end or failure (which also sets the end flag).
     int64_t Read(void* buffer, int64_t n);
+    // From the current position to the end, at most limit bytes, into out (replacing what it
+    // held). A regular file is read in one call of its size; anything else in growing pieces, so
+    // that a size the system cannot tell (a folder claims the largest offset) costs nothing.
+    // Returns the count read.
+    int64_t ReadRest(std::vector<uint8_t>& out, int64_t limit);
     bool Write(const void* bytes, int64_t n);
     bool AtEnd() const noexcept { return m_atEnd; }
     int64_t Tell() const noexcept;

@@ -4,26 +4,34 @@
 #include "pdf/pdformat.h"
 #include "pdf/pdnumtext.h"
 
+#include <new>
 #include <utility>
 
 PDValue::PDValue() noexcept
-    : m_kind(kPDNone), m_link(nullptr), m_number(0), m_next(nullptr), m_last(nullptr),
-      m_streamLength(0), m_realCount(0), m_hasStream(false) {}
+    : m_kind(kPDNone), m_payload(kNoPayload), m_number(0), m_realCount(0), m_next(nullptr) {}
 
 PDValue::PDValue(const char* text) : PDValue() {
-    m_text = text;
-    m_kind = m_text.At(0) == '(' ? kPDString : kPDText;
+    new (&m_body.text) PDStr(text);
+    m_payload = kTextPayload;
+    m_kind = m_body.text.At(0) == '(' ? kPDString : kPDText;
 }
 
 PDValue::PDValue(const PDStr& text) : PDValue() {
-    m_text = text;
-    m_kind = m_text.At(0) == '(' ? kPDString : kPDText;
+    new (&m_body.text) PDStr(text);
+    m_payload = kTextPayload;
+    m_kind = m_body.text.At(0) == '(' ? kPDString : kPDText;
 }
 
 PDValue::PDValue(double real) : PDValue(PDFormatReal(static_cast<float>(real)).c_str()) {}
 
 PDValue::~PDValue() {
     DestroyChildren();
+    DropPayload();
+}
+
+const PDStr& PDValue::EmptyText() noexcept {
+    static const PDStr empty;
+    return empty;
 }
 
 std::unique_ptr<PDValue> PDValue::MakeInteger(int32_t n) {
@@ -50,28 +58,52 @@ std::unique_ptr<PDValue> PDValue::MakeDictionary() {
     return v;
 }
 
+// Ends the live member of the body. Children must be gone already (DestroyChildren).
+void PDValue::DropPayload() noexcept {
+    if (m_payload == kTextPayload)
+        m_body.text.~PDStr();
+    m_payload = kNoPayload;
+    m_body.chain = Chain{nullptr, nullptr};
+}
+
+void PDValue::Become(Payload payload) {
+    if (m_payload == payload)
+        return;
+    DestroyChildren();
+    DropPayload();
+    if (payload == kTextPayload)
+        new (&m_body.text) PDStr();
+    m_payload = payload;
+}
+
+PDStr& PDValue::MutableText() {
+    Become(kTextPayload);
+    return m_body.text;
+}
+
 // Moves the array chain and the dictionary entries of v onto the work list.
 void PDValue::DetachChildren(PDValue* v, PDValue*& work) noexcept {
-    if (v->m_link != nullptr) {
-        PDValue* tail = v->m_link;
-        while (tail->m_next != nullptr)
-            tail = tail->m_next;
-        tail->m_next = work;
-        work = v->m_link;
-        v->m_link = nullptr;
-        v->m_last = nullptr;
+    if (v->m_payload == kChainPayload) {
+        if (v->m_body.chain.first != nullptr) {
+            v->m_body.chain.last->m_next = work;
+            work = v->m_body.chain.first;
+        }
+        v->m_body.chain = Chain{nullptr, nullptr};
         v->m_realCount = 0;
-    }
-    if (v->m_dict != nullptr) {
-        for (auto& slot : v->m_dict->m_values) {
-            PDValue* child = slot.release();
+        v->m_payload = kNoPayload;
+    } else if (v->m_payload == kDictPayload) {
+        PDDict* dict = v->m_body.dict;
+        for (auto& item : dict->m_entries) {
+            PDValue* child = item.value.release();
             if (child != nullptr) {
                 child->m_next = work;
                 work = child;
             }
         }
-        v->m_dict->m_order.clear();
-        v->m_dict.reset();
+        dict->m_entries.clear();
+        delete dict;
+        v->m_body.chain = Chain{nullptr, nullptr};
+        v->m_payload = kNoPayload;
     }
 }
 
@@ -87,14 +119,15 @@ void PDValue::DestroyChildren() noexcept {
     }
 }
 
+// The new text is copied before the value lets go of what it held, as it may lie inside it.
 void PDValue::SetText(const char* text) {
-    m_text = text;
-    m_kind = m_text.At(0) == '/' ? kPDText : kPDString;
+    SetText(PDStr(text));
 }
 
 void PDValue::SetText(const PDStr& text) {
-    m_text = text;
-    m_kind = m_text.At(0) == '/' ? kPDText : kPDString;
+    PDStr copy(text);
+    MutableText() = std::move(copy);
+    m_kind = m_body.text.At(0) == '/' ? kPDText : kPDString;
 }
 
 void PDValue::SetIntegerText(const char* digits) {
@@ -105,7 +138,8 @@ void PDValue::SetIntegerText(const char* digits) {
         m_number = static_cast<int32_t>(n);
         return;
     }
-    m_text = digits;
+    PDStr copy(digits);
+    MutableText() = std::move(copy);
     m_number = kPDBigNumber;
     m_kind = kPDText;
 }
@@ -123,23 +157,23 @@ void PDValue::SetReference(int32_t objNum) noexcept {
 double PDValue::GetReal() const noexcept {
     if (m_kind == kPDInteger)
         return m_number;
-    return PDParseReal(m_text.Text());
+    return PDParseReal(Text().Text());
 }
 
 int32_t PDValue::GetInt() const noexcept {
     if (m_kind == kPDText)
-        return PDParseInt32(m_text.Text());
+        return PDParseInt32(Text().Text());
     return m_number;
 }
 
 int64_t PDValue::GetInt64() const noexcept {
     if (m_kind != kPDText && m_number != kPDBigNumber)
         return m_number;
-    return PDParseInt64(m_text.Text());
+    return PDParseInt64(Text().Text());
 }
 
 PDValue* PDValue::First() const noexcept {
-    return m_kind == kPDArray ? m_link : nullptr;
+    return m_kind == kPDArray && m_payload == kChainPayload ? m_body.chain.first : nullptr;
 }
 
 PDValue* PDValue::Next() const noexcept {
@@ -151,29 +185,32 @@ void PDValue::SetFirst(std::unique_ptr<PDValue> first) {
         PDReport("element assignment to non-array\n");
         return;
     }
-    PDValue* work = m_link; // the old chain goes, iteratively
-    m_link = nullptr;
+    Become(kChainPayload);
+    PDValue* work = m_body.chain.first; // the old chain goes, iteratively
+    m_body.chain = Chain{nullptr, nullptr};
     while (work != nullptr) {
         PDValue* v = work;
         work = v->m_next;
         v->m_next = nullptr;
         delete v;
     }
-    m_link = first.release();
-    m_last = m_link;
-    m_realCount = m_link != nullptr ? 1 : 0;
-    while (m_last != nullptr && m_last->m_next != nullptr) {
-        m_last = m_last->m_next;
+    PDValue* last = first.release();
+    m_body.chain.first = last;
+    m_realCount = last != nullptr ? 1 : 0;
+    while (last != nullptr && last->m_next != nullptr) {
+        last = last->m_next;
         ++m_realCount;
     }
+    m_body.chain.last = last;
 }
 
-void PDValue::LinkLast(PDValue* element) noexcept {
-    if (m_link == nullptr)
-        m_link = element;
+void PDValue::LinkLast(PDValue* element) {
+    Become(kChainPayload);
+    if (m_body.chain.first == nullptr)
+        m_body.chain.first = element;
     else
-        m_last->m_next = element;
-    m_last = element;
+        m_body.chain.last->m_next = element;
+    m_body.chain.last = element;
     ++m_realCount;
 }
 
@@ -186,7 +223,7 @@ void PDValue::Append(std::unique_ptr<PDValue> element) {
     }
     // Deliberate: the stored count is 1 after the first element and afterwards the number of
     // steps a walk to the old last element takes. Nothing reads it to iterate; it is kept so.
-    m_number = m_link == nullptr ? 1 : m_realCount - 1;
+    m_number = First() == nullptr ? 1 : m_realCount - 1;
     LinkLast(element.release());
 }
 
@@ -208,9 +245,9 @@ bool PDValue::RemoveReference(int32_t objNum) {
     for (PDValue* e = First(); e != nullptr; prev = e, e = e->m_next) {
         if (e->m_kind != kPDReference || e->m_number != objNum)
             continue;
-        (prev == nullptr ? m_link : prev->m_next) = e->m_next;
-        if (m_last == e)
-            m_last = prev;
+        (prev == nullptr ? m_body.chain.first : prev->m_next) = e->m_next;
+        if (m_body.chain.last == e)
+            m_body.chain.last = prev;
         e->m_next = nullptr;
         delete e;
         --m_realCount;
@@ -222,46 +259,78 @@ bool PDValue::RemoveReference(int32_t objNum) {
 
 void PDValue::MakeDict() {
     DestroyChildren();
-    m_dict = std::make_unique<PDDict>();
+    DropPayload();
+    m_body.dict = new PDDict();
+    m_payload = kDictPayload;
     m_kind = kPDDictionary;
 }
 
 PDValue* PDValue::Get(const char* key) const noexcept {
-    return m_kind == kPDDictionary && m_dict != nullptr ? m_dict->Get(key) : nullptr;
+    PDDict* dict = Dict();
+    return m_kind == kPDDictionary && dict != nullptr ? dict->Get(key) : nullptr;
 }
 
 PDValue* PDValue::GetSlot(int slot) const noexcept {
-    return m_kind == kPDDictionary && m_dict != nullptr ? m_dict->GetSlot(slot) : nullptr;
+    PDDict* dict = Dict();
+    return m_kind == kPDDictionary && dict != nullptr ? dict->GetSlot(slot) : nullptr;
+}
+
+bool PDValue::HasStream() const noexcept {
+    return Dict() != nullptr && m_body.dict->m_stream != nullptr;
+}
+
+const uint8_t* PDValue::StreamData() const noexcept {
+    return HasStream() ? m_body.dict->m_stream->data.data() : nullptr;
+}
+
+int64_t PDValue::StreamLength() const noexcept {
+    return HasStream() ? m_body.dict->m_stream->length : 0;
+}
+
+std::vector<uint8_t>& PDValue::MutableStreamData() {
+    if (Dict() == nullptr) {
+        // Deliberate: only a table can hold data, so anything else hands out an empty scratch.
+        static std::vector<uint8_t> scratch;
+        scratch.clear();
+        return scratch;
+    }
+    if (m_body.dict->m_stream == nullptr)
+        m_body.dict->m_stream = std::make_unique<PDDict::Stream>();
+    return m_body.dict->m_stream->data;
 }
 
 bool PDValue::AssignStream(const uint8_t* data, int64_t length, const char* filter) {
-    if (m_kind != kPDDictionary || m_dict == nullptr) {
+    PDDict* dict = Dict();
+    if (m_kind != kPDDictionary || dict == nullptr) {
         PDReport("PDValue::AssignStream: not a dictionary\n");
         return false;
     }
     if (data == nullptr || length < 0)
         length = 0;
-    m_data.assign(data, data + length);
-    m_streamLength = length;
-    m_hasStream = true;
+    std::vector<uint8_t>& held = MutableStreamData();
+    held.assign(data, data + length);
+    dict->m_stream->length = length;
     std::string digits = PDFormatInt(length);
-    if (PDValue* old = m_dict->GetSlot(pdkey::Length); old != nullptr) {
+    if (PDValue* old = dict->GetSlot(pdkey::Length); old != nullptr) {
         old->DestroyChildren();
         old->SetIntegerText(digits.c_str()); // turned in place, so holders of it see the change
     } else {
         auto v = std::make_unique<PDValue>();
         v->SetIntegerText(digits.c_str());
-        m_dict->SaveAttrVal(pdkey::Length, std::move(v));
+        dict->SaveAttrVal(pdkey::Length, std::move(v));
     }
     if (filter == nullptr)
-        m_dict->RemoveSlot(pdkey::Filter);
+        dict->RemoveSlot(pdkey::Filter);
     else
-        m_dict->SaveAttrVal(pdkey::Filter, std::make_unique<PDValue>(filter));
+        dict->SaveAttrVal(pdkey::Filter, std::make_unique<PDValue>(filter));
     return true;
 }
 
 void PDValue::AdoptStreamData(std::vector<uint8_t>&& data, int64_t length) {
-    m_data = std::move(data);
-    m_streamLength = length;
-    m_hasStream = true;
+    if (Dict() == nullptr) {
+        PDReport("PDValue::AdoptStreamData: not a dictionary\n");
+        return;
+    }
+    MutableStreamData() = std::move(data);
+    m_body.dict->m_stream->length = length;
 }

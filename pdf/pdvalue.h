@@ -11,7 +11,6 @@
 #include <memory>
 #include <new>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 class PDDict;
@@ -50,14 +49,17 @@ public:
     std::unique_ptr<PDValue> Copy() const;
 
     int Kind() const noexcept { return m_kind; }
-    void SetKind(int kind) noexcept { m_kind = kind; }
+    void SetKind(int kind) noexcept { m_kind = static_cast<int8_t>(kind); }
     int32_t Number() const noexcept { return m_number; }
     void SetNumber(int32_t n) noexcept { m_number = n; }
-    const PDStr& Text() const noexcept { return m_text; }
-    PDStr& MutableText() noexcept { return m_text; }
+    const PDStr& Text() const noexcept {
+        return m_payload == kTextPayload ? m_body.text : EmptyText();
+    }
+    // Makes the value hold a text (an array chain or table it held goes).
+    PDStr& MutableText();
 
-    bool IsName() const noexcept { return m_kind == kPDText && m_text.At(0) == '/'; }
-    bool IsName(const char* name) const noexcept { return IsName() && m_text == name; }
+    bool IsName() const noexcept { return m_kind == kPDText && Text().At(0) == '/'; }
+    bool IsName(const char* name) const noexcept { return IsName() && Text() == name; }
 
     // Kind Text when the text starts with a slash, else String.
     void SetText(const char* text);
@@ -88,21 +90,23 @@ public:
     bool RemoveReference(int32_t objNum);
 
     // Dictionaries.
-    PDDict* Dict() const noexcept { return m_dict.get(); }
+    PDDict* Dict() const noexcept { return m_payload == kDictPayload ? m_body.dict : nullptr; }
     // Makes this value an empty dictionary (kind 5, new table).
     void MakeDict();
     // Convenience: dictionary lookup; null unless a dictionary holds the key.
     PDValue* Get(const char* key) const noexcept;
     PDValue* GetSlot(int slot) const noexcept;
 
-    // Streams.
+    // Streams: only a dictionary carries data.
     bool AssignStream(const uint8_t* data, int64_t length, const char* filter);
-    bool HasStream() const noexcept { return m_hasStream; }
-    const uint8_t* StreamData() const noexcept { return m_data.data(); }
-    int64_t StreamLength() const noexcept { return m_streamLength; }
-    // Hands the data buffer over without copying (the parser fills it in place).
+    bool HasStream() const noexcept;
+    const uint8_t* StreamData() const noexcept;
+    int64_t StreamLength() const noexcept;
+    // Hands the data buffer over without copying (the parser fills it in place). A value that is
+    // not a dictionary reports and drops the data.
     void AdoptStreamData(std::vector<uint8_t>&& data, int64_t length);
-    std::vector<uint8_t>& MutableStreamData() noexcept { return m_data; }
+    // The data buffer of a dictionary (made empty when it has none yet).
+    std::vector<uint8_t>& MutableStreamData();
 
     // Renumbering: every Reference under this value (array chains, dictionary entries in order)
     // gets numberFor(its object number).
@@ -115,30 +119,47 @@ public:
     static void operator delete(void* p) noexcept;
 
 private:
+    // Which member of the body is alive. The kind alone does not tell: a number keeps the text
+    // it had, and the parser fills the text before it sets the kind.
+    enum Payload : uint8_t { kNoPayload, kTextPayload, kChainPayload, kDictPayload };
+    struct Chain {
+        PDValue* first; // owned
+        PDValue* last;  // so that appends do not walk the chain
+    };
+    // A value is a text, an array chain or a table, never two at once, so they share the room.
+    union Body {
+        Body() noexcept : chain{nullptr, nullptr} {}
+        ~Body() {}
+        Body(const Body&) = delete;
+        Body& operator=(const Body&) = delete;
+        Chain chain;
+        PDDict* dict; // owned
+        PDStr text;
+    };
+
     // Children move onto a work list chained through m_next, so destroying a long array or a deep
     // tree needs neither recursion nor memory.
     void DestroyChildren() noexcept;
     static void DetachChildren(PDValue* v, PDValue*& work) noexcept;
-    void LinkLast(PDValue* element) noexcept;
+    // Makes payload the live member of the body, ending the one alive before (children and all).
+    void Become(Payload payload);
+    void DropPayload() noexcept;
+    void LinkLast(PDValue* element);
     PDValue* CopyNode() const;
+    static const PDStr& EmptyText() noexcept;
 
-    std::vector<uint8_t> m_data;
-    int32_t m_kind;
-    PDValue* m_link;  // array: first element (owned)
-    int32_t m_number; // integer, object number, or an array's stored count
-    std::unique_ptr<PDDict> m_dict;
-    PDValue* m_next; // element: next element of the array that holds it
-    PDValue* m_last; // array: last element, so appends do not walk the chain
-    PDStr m_text;
-    int64_t m_streamLength;
+    int8_t m_kind;
+    Payload m_payload;
+    int32_t m_number;    // integer, object number, or an array's stored count
     int32_t m_realCount; // array: elements in the chain
-    bool m_hasStream;
+    PDValue* m_next;     // element: next element of the array that holds it
+    Body m_body;
     friend class PDDict;
 };
 
 class PDDict {
 public:
-    PDDict();
+    PDDict() noexcept;
     ~PDDict();
     PDDict(const PDDict&) = delete;
     PDDict& operator=(const PDDict&) = delete;
@@ -157,7 +178,9 @@ public:
     PDValue* GetSlot(int slot) const noexcept;
     const char* KeyText(int slot) const noexcept; // null at or beyond the capacity
 
-    int Count() const noexcept { return static_cast<int>(m_order.size()); }
+    int Count() const noexcept { return static_cast<int>(m_entries.size()); }
+    // The slot numbers a table may use before it grows: a number only, no storage stands behind
+    // it (entries take room as they are set).
     int Capacity() const noexcept { return m_capacity; }
     int SlotsInUse() const noexcept {
         return pdkey::kWellKnownCount + static_cast<int>(m_ownedKeys.size());
@@ -180,23 +203,34 @@ public:
 
 private:
     template <class T> using Vec = std::vector<T, PDAllocator<T>>;
-    using Lookup = std::unordered_map<std::string_view, int, std::hash<std::string_view>,
-                                      std::equal_to<std::string_view>,
-                                      PDAllocator<std::pair<const std::string_view, int>>>;
+    struct Item {
+        std::unique_ptr<PDValue> value;
+        int32_t slot;
+    };
+    // Built once a table holds many keys, so that look-ups and stores stay constant-time.
+    struct BigIndex;
 
     // The key bytes of a slot in use; empty for any other slot.
     std::string_view KeyView(int slot) const noexcept;
     int FindExact(const char* key, int length) const noexcept;
     int FindDecoded(const char* key, int length) const noexcept;
     int FindAny(const char* key) const noexcept;
-    void IndexSlot(int slot);
-    void DropFromOrder(int slot) noexcept;
+    // Index of the entry of slot in m_entries; -1 when the slot holds nothing.
+    int Position(int slot) const noexcept;
+    void IndexKey(int slot);
+    void Reindex(size_t from) noexcept;
 
-    Vec<std::unique_ptr<PDValue>> m_values; // one per slot of the capacity
-    Vec<PDStr> m_ownedKeys;                 // the keys of slot 20 on (slots below are well known)
-    Vec<int16_t> m_order;                   // slots in first-set order
-    Lookup m_lookup;                        // key text -> slot, once the table is big
-    int m_capacity;
+    // The data of a stream dictionary.
+    struct Stream {
+        std::vector<uint8_t> data;
+        int64_t length = 0;
+    };
+
+    Vec<Item> m_entries;               // in first-set order
+    Vec<std::string_view> m_ownedKeys; // slot 20 on; the bytes are shared by every table
+    std::unique_ptr<BigIndex> m_big;   // null while the table is small
+    std::unique_ptr<Stream> m_stream;  // null unless the value is a stream
+    int32_t m_capacity;
     bool m_oddKeys; // a key holds '#' or lacks the slash, so plain look-ups decode every key
     friend class PDValue;
 };

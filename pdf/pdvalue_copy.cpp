@@ -21,12 +21,15 @@ PDValue* PDValue::CopyNode() const {
     }
     v->m_kind = m_kind;
     v->m_number = m_number;
-    v->m_text = m_text;
-    v->m_data = m_data;
-    v->m_streamLength = m_streamLength;
-    v->m_hasStream = m_hasStream;
-    if (m_dict != nullptr)
-        v->m_dict = std::make_unique<PDDict>();
+    if (m_payload == kTextPayload) {
+        new (&v->m_body.text) PDStr(m_body.text);
+        v->m_payload = kTextPayload;
+    } else if (m_payload == kDictPayload) {
+        v->m_body.dict = new PDDict();
+        v->m_payload = kDictPayload;
+        if (const PDDict::Stream* stream = m_body.dict->m_stream.get())
+            v->m_body.dict->m_stream = std::make_unique<PDDict::Stream>(*stream);
+    }
     return v;
 }
 
@@ -40,28 +43,32 @@ std::unique_ptr<PDValue> PDValue::Copy() const {
         auto [src, dst] = work.back();
         work.pop_back();
         // Elements keep their order; the stored count came over with the number slot.
-        for (const PDValue* e = src->m_link; e != nullptr; e = e->m_next) {
+        const PDValue* chain = src->m_payload == kChainPayload ? src->m_body.chain.first : nullptr;
+        for (const PDValue* e = chain; e != nullptr; e = e->m_next) {
             PDValue* copy = e->CopyNode();
             if (copy == nullptr)
                 continue;
             dst->LinkLast(copy);
             work.emplace_back(e, copy);
         }
-        if (src->m_dict == nullptr)
+        const PDDict* from = src->Dict();
+        PDDict* to = dst->Dict();
+        if (from == nullptr || to == nullptr)
             continue;
-        for (int16_t slot : src->m_dict->m_order) {
-            const PDValue* v = src->m_dict->GetSlot(slot);
+        for (const auto& item : from->m_entries) {
+            const int slot = item.slot;
+            const PDValue* v = item.value.get();
             if (v == nullptr)
                 continue;
-            std::string_view key = src->m_dict->KeyView(slot);
-            int target = slot < src->m_dict->SlotsInUse()
-                             ? dst->m_dict->Intern(key.data(), static_cast<int>(key.size()))
+            std::string_view key = from->KeyView(slot);
+            int target = slot < from->SlotsInUse()
+                             ? to->Intern(key.data(), static_cast<int>(key.size()))
                              : slot;
             std::unique_ptr<PDValue> copy(v->CopyNode());
             if (copy == nullptr)
                 continue;
             PDValue* raw = copy.get();
-            dst->m_dict->SaveAttrVal(target, std::move(copy));
+            to->SaveAttrVal(target, std::move(copy));
             work.emplace_back(v, raw);
         }
     }
@@ -80,7 +87,7 @@ void PDValue::RenumberReferences(const std::function<int32_t(int32_t)>& numberFo
     auto enter = [&](PDValue* v) {
         if (v->m_kind == kPDReference)
             v->m_number = numberFor(v->m_number);
-        frames.push_back(Frame{v->First(), v->m_dict.get(), 0});
+        frames.push_back(Frame{v->First(), v->Dict(), 0});
     };
     enter(this);
     while (!frames.empty()) {
