@@ -4,7 +4,7 @@
 #pragma once
 
 #include "forms/form_template.h"
-#include "pdf/pdstr.h"
+#include "streams/pdstr.h"
 #include "structure/pdoutput.h"
 
 #include <map>

@@ -3,10 +3,10 @@
 #include "forms/form_document.h"
 #include "forms/form_fonts.h"
 #include "pdf/pdformat.h"
-#include "pdf/pdlimits.h"
-#include "pdf/pdnumtext.h"
 #include "pdf/pdstring.h"
 #include "pdf/pdtextstring.h"
+#include "streams/pdlimits.h"
+#include "streams/pdnumtext.h"
 
 #include <cstdio>
 #include <unordered_set>

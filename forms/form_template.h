@@ -1,7 +1,7 @@
 // PDFormTemplate: the template of a run, an input document with access to its form fields.
 #pragma once
 
-#include "pdf/pdstr.h"
+#include "streams/pdstr.h"
 #include "structure/pdinput.h"
 
 #include <cstdint>

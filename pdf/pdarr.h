@@ -1,7 +1,7 @@
 // PDArr: the library's growable array. Each user chooses its own growth step.
 #pragma once
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <algorithm>
 #include <cstdint>

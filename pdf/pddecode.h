@@ -2,8 +2,8 @@
 #pragma once
 
 #include "pdf/pdresolve.h"
-#include "pdf/pdstr.h"
 #include "pdf/pdvalue.h"
+#include "streams/pdstr.h"
 
 // Decodes the stream value's raw data through its /Filter chain; the result replaces content.
 // 1 on success; 0 when the value is not a stream or a filter is not supported ("cannot decode"

@@ -1,7 +1,7 @@
 #include "pdf/pdvalue.h"
 
-#include "pdf/pddiag.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 
 #include <algorithm>
 #include <cstdlib>

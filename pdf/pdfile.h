@@ -6,9 +6,9 @@
 #include "pdf/pdobject.h"
 #include "pdf/pdparse.h"
 #include "pdf/pdresolve.h"
-#include "pdf/pdstr.h"
 #include "pdf/pdtokenwriter.h"
 #include "pdf/pdvalue.h"
+#include "streams/pdstr.h"
 
 #include <cstdint>
 #include <memory>

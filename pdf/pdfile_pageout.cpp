@@ -2,7 +2,7 @@
 // balanced tree and catalog written at the end.
 #include "pdf/pdfile_writestate.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 // The walk over the input's page tree, and the page objects found when the tree gives none.
 #include "pdf/pdfile.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 
 #include <algorithm>
 #include <tuple>

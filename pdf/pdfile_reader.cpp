@@ -2,10 +2,10 @@
 
 #include "pdf/pdencrypt.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
-#include "pdf/pdlimits.h"
 #include "pdf/pdstring.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 #include "streams/pdsecurity.h"
 
 #include <algorithm>

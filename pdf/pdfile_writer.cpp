@@ -2,11 +2,11 @@
 // cross-reference table and the trailer.
 #include "pdf/pdfile_writestate.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdformat.h"
 #include "pdf/pdkeys.h"
-#include "pdf/pdlimits.h"
 #include "pdf/pdstring.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 #include "streams/pdsecurity.h"
 
 #include <chrono>

@@ -1,8 +1,8 @@
 // Classic cross-reference sections, the /Prev chain, the index and its repair by scanning.
 #include "pdf/pdfile.h"
 
-#include "pdf/pddiag.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 
 #include <algorithm>
 #include <cstring>

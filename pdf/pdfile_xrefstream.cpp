@@ -2,9 +2,9 @@
 #include "pdf/pdfile.h"
 
 #include "pdf/pddecode.h"
-#include "pdf/pddiag.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
 #include "streams/pdfilters.h"
+#include "streams/pdlimits.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The name codec. Names are kept as written; these turn raw bytes into a name and back.
 #include "pdf/pdvalue.h"
 
-#include "pdf/pdnumtext.h"
+#include "streams/pdnumtext.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // PDParser: tokens from PDF bytes and PDValue trees from tokens.
 #pragma once
 
-#include "pdf/pdstr.h"
 #include "pdf/pdvalue.h"
+#include "streams/pdstr.h"
 
 #include <cstdint>
 #include <memory>

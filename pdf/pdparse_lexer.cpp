@@ -1,7 +1,7 @@
 // The byte source and the tokenizer of PDParser.
 #include "pdf/pdparse.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // PDParser: the data of a stream behind its dictionary, and the repair of a wrong /Length.
 #include "pdf/pdparse.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <algorithm>
 #include <charconv>

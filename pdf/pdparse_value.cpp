@@ -1,8 +1,8 @@
 // PDParser: values, dictionaries and indirect objects from tokens.
 #include "pdf/pdparse.h"
 
-#include "pdf/pddiag.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 
 #include <new>
 

@@ -1,8 +1,8 @@
 #include "pdf/pdstream.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdfile.h"
 #include "pdf/pdvalue.h"
+#include "streams/pddiag.h"
 #include "streams/pdfilters.h"
 
 #include <cstring>

@@ -4,7 +4,7 @@
 // PDPgStream: the buffer in which page and appearance content is composed.
 #pragma once
 
-#include "pdf/pdstr.h"
+#include "streams/pdstr.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,9 +1,9 @@
 // The /Filter chain of a stream read from a file.
 #include "pdf/pddecode.h"
 
-#include "pdf/pddiag.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
 #include "streams/pdfilters.h"
+#include "streams/pdlimits.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,8 @@
 #include "pdf/pdstring.h"
 
-#include "pdf/pddiag.h"
-#include "pdf/pdnumtext.h"
 #include "pdf/pdvalue.h"
+#include "streams/pddiag.h"
+#include "streams/pdnumtext.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // Conversion between strings as written in a file and their bytes.
 #pragma once
 
-#include "pdf/pdstr.h"
+#include "streams/pdstr.h"
 
 #include <cstdint>
 

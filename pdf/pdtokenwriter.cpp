@@ -1,7 +1,7 @@
 #include "pdf/pdtokenwriter.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdformat.h"
+#include "streams/pddiag.h"
 
 #include <algorithm>
 #include <charconv>

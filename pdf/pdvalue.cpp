@@ -1,8 +1,8 @@
 #include "pdf/pdvalue.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdformat.h"
-#include "pdf/pdnumtext.h"
+#include "streams/pddiag.h"
+#include "streams/pdnumtext.h"
 
 #include <new>
 #include <utility>

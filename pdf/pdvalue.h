@@ -1,9 +1,9 @@
 // PDValue: one node of a PDF value tree; PDDict: the keyed table of a dictionary value.
 #pragma once
 
-#include "pdf/pdalloc.h"
 #include "pdf/pdkeys.h"
-#include "pdf/pdstr.h"
+#include "streams/pdalloc.h"
+#include "streams/pdstr.h"
 
 #include <cstddef>
 #include <cstdint>

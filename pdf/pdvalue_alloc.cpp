@@ -3,7 +3,7 @@
 // mismatched new and delete).
 #include "pdf/pdvalue.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <new>
 

@@ -2,7 +2,7 @@
 // neither the length of an array nor the depth of nesting is limited by the thread's stack.
 #include "pdf/pdvalue.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <utility>
 

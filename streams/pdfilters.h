@@ -1,7 +1,7 @@
 // The byte filters: decoders of stream data, and Flate encoding of generated content.
 #pragma once
 
-#include "pdf/pdstr.h"
+#include "streams/pdstr.h"
 
 #include <cstdint>
 

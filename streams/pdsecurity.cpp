@@ -1,7 +1,7 @@
 #include "streams/pdsecurity.h"
 
-#include "pdf/pdnumtext.h"
 #include "streams/md5.h"
+#include "streams/pdnumtext.h"
 #include "streams/rc4.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // PDSecurity: the standard security handler (RC4, revisions 2 and 3), for input and output files.
 #pragma once
 
-#include "pdf/pdstr.h"
+#include "streams/pdstr.h"
 
 #include <cstdint>
 #include <string>

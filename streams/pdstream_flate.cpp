@@ -1,8 +1,8 @@
 // Flate decoding and encoding through zlib.
 #include "streams/pdfilters.h"
 
-#include "pdf/pddiag.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 
 #include <zlib.h>
 

@@ -2,7 +2,7 @@
 // significant bit first, early change 1. /EarlyChange is never read.
 #include "streams/pdfilters.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,9 +2,9 @@
 // as a renumbered copy, with same-named top-level fields of different inputs merged into one.
 #include "structure/pdfieldstore.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
 #include "pdf/pdstring.h"
+#include "streams/pddiag.h"
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
 

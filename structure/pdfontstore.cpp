@@ -2,7 +2,7 @@
 // the widths that one copy lacks taken from the others.
 #include "structure/pdfontstore.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 #include "structure/pdoutput.h"
 
 #include <algorithm>

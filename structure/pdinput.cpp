@@ -1,6 +1,6 @@
 #include "structure/pdinput.h"
 
-#include "pdf/pdlimits.h"
+#include "streams/pdlimits.h"
 
 #include <algorithm>
 

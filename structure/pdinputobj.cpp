@@ -1,8 +1,8 @@
 // One object of an input document and how it reaches an output: written through the renumbering
 // map, or handed to the output's field and font stores; and the /Annots and /Contents arrays of
 // a page, which the form work adds to.
-#include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
+#include "streams/pddiag.h"
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
 

@@ -1,8 +1,8 @@
 // The destination table of an output document and the reading of input name trees.
 #include "structure/pdnames.h"
 
-#include "pdf/pdlimits.h"
 #include "pdf/pdstring.h"
+#include "streams/pdlimits.h"
 #include "structure/pdacroform.h"
 #include "structure/pdinput.h"
 #include "structure/pdnames_table.h"

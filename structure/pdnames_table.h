@@ -3,8 +3,8 @@
 
 #include "structure/pdnames.h"
 
-#include "pdf/pdstr.h"
 #include "pdf/pdvalue.h"
+#include "streams/pdstr.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "structure/pdoutln.h"
 
-#include "pdf/pdlimits.h"
 #include "pdf/pdstring.h"
+#include "streams/pdlimits.h"
 #include "structure/pdinput.h"
 #include "structure/pdnames.h"
 #include "structure/pdoutput.h"

@@ -1,6 +1,6 @@
 #include "structure/pdoutput.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 PDOutputDoc::PDOutputDoc() = default;
 

@@ -2,9 +2,9 @@
 // attributes, resources, and the catalog entries the form code changes.
 #include "structure/pdpage.h"
 
-#include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
 #include "structure/pdrefcopier.h"

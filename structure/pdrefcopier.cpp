@@ -3,7 +3,7 @@
 #include "structure/pdrefcopier.h"
 
 #include "pdf/pdkeys.h"
-#include "pdf/pdlimits.h"
+#include "streams/pdlimits.h"
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
 

@@ -1,7 +1,7 @@
 // The transfer of an input document into output documents: binding an output, the copied and
 // held flags, held objects written at the end of each transfer, and releasing cached objects.
-#include "pdf/pddiag.h"
 #include "pdf/pdkeys.h"
+#include "streams/pddiag.h"
 #include "structure/pdinput.h"
 #include "structure/pdoutput.h"
 #include "structure/pdrefcopier.h"

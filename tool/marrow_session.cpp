@@ -1,6 +1,6 @@
 #include "tool/marrow_session.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <cstdio>
 #include <string>

@@ -1,6 +1,6 @@
 #include "tool/numtext.h"
 
-#include "pdf/pdnumtext.h"
+#include "streams/pdnumtext.h"
 
 #include <charconv>
 #include <climits>

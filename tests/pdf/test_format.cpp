@@ -1,5 +1,5 @@
 #include "pdf/pdformat.h"
-#include "pdf/pdnumtext.h"
+#include "streams/pdnumtext.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Values, indirect objects and streams parsed from memory images.
 #include "pdf/pdparse.h"
 
-#include "pdf/pdlimits.h"
+#include "streams/pdlimits.h"
 #include "tests/support/diag_capture.h"
 
 #include <gtest/gtest.h>

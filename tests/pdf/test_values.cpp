@@ -1,9 +1,9 @@
 #include "pdf/pdarr.h"
 #include "pdf/pdkeys.h"
-#include "pdf/pdlimits.h"
 #include "pdf/pdparse.h"
-#include "pdf/pdstr.h"
 #include "pdf/pdvalue.h"
+#include "streams/pdlimits.h"
+#include "streams/pdstr.h"
 #include "tests/support/diag_capture.h"
 #include "tests/support/memory_input.h"
 

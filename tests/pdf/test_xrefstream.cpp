@@ -1,7 +1,7 @@
 // Cross-reference streams and objects packed in object streams.
 #include "structure/pdinput.h"
 
-#include "pdf/pdlimits.h"
+#include "streams/pdlimits.h"
 #include "tests/support/memory_input.h"
 #include "tests/support/pdf_builder.h"
 

@@ -2,8 +2,8 @@
 #include "pdf/pddecode.h"
 #include "streams/pdfilters.h"
 
-#include "pdf/pddiag.h"
-#include "pdf/pdlimits.h"
+#include "streams/pddiag.h"
+#include "streams/pdlimits.h"
 #include "tests/support/diag_capture.h"
 
 #include <gtest/gtest.h>

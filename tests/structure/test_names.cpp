@@ -1,7 +1,7 @@
 // Named destinations: the output's /Dests tree, input name trees, the merged /Names dictionary.
 #include "structure/pdnames.h"
 
-#include "pdf/pdlimits.h"
+#include "streams/pdlimits.h"
 #include "tests/structure/structure_fixture.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Outlines carried from inputs into the output: counts, links, destinations, damaged chains.
 #include "structure/pdoutln.h"
 
-#include "pdf/pdlimits.h"
+#include "streams/pdlimits.h"
 #include "tests/structure/structure_fixture.h"
 
 #include <string>

@@ -4,7 +4,7 @@
 //   EXPECT_EQ(cap.Text(), "PDArr: index out of range\n");
 #pragma once
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <string>
 #include <string_view>

@@ -2,7 +2,7 @@
 // containers of the core classes run out of memory the same way the rest of the library does.
 #pragma once
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <cstddef>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "pdf/pdnumtext.h"
+#include "streams/pdnumtext.h"
 
 #include <charconv>
 #include <limits>

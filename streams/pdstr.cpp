@@ -1,6 +1,6 @@
-#include "pdf/pdstr.h"
+#include "streams/pdstr.h"
 
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <algorithm>
 #include <cstddef>

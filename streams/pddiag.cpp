@@ -1,4 +1,4 @@
-#include "pdf/pddiag.h"
+#include "streams/pddiag.h"
 
 #include <cstdarg>
 #include <cstdio>
