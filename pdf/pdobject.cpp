@@ -1,7 +1,7 @@
 #include "pdf/pdobject.h"
 
-#include "pdf/pdfile.h"
 #include "pdf/pdkeys.h"
+#include "pdf/pdreader.h"
 
 PDIndirectObj::PDIndirectObj(int32_t number, std::unique_ptr<PDValue> value)
     : m_value(std::move(value)), m_number(number), m_kind(KindOf(m_value.get())) {}
@@ -21,13 +21,11 @@ int PDIndirectObj::KindOf(const PDValue* value) noexcept {
     return kPDObjOther;
 }
 
-bool ObjHolder::Reset(PDFile& file, int32_t number) {
+bool ObjHolder::Reset(PDReader& file, int32_t number) {
     Clear();
-    if (file.DocumentKind() == 2) {
-        m_obj = file.PeekCached(number);
-        if (m_obj != nullptr)
-            return true;
-    }
+    m_obj = file.PeekCached(number);
+    if (m_obj != nullptr)
+        return true;
     auto copy = std::make_unique<PDIndirectObj>();
     if (!file.LoadObject(*copy, number))
         return false;

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <memory>
 
-class PDFile;
+class PDReader;
 
 // Object kinds. Reading decides 0, 1 or 4 from /Type; callers set 2 and 3.
 enum PDObjKind : int {
@@ -40,8 +40,8 @@ public:
     int Kind() const noexcept { return m_kind; }
     void SetKind(int kind) noexcept { m_kind = kind; }
     // The file the object came from; not owned, null for objects made in memory.
-    PDFile* File() const noexcept { return m_file; }
-    void SetFile(PDFile* file) noexcept { m_file = file; }
+    PDReader* File() const noexcept { return m_file; }
+    void SetFile(PDReader* file) noexcept { m_file = file; }
     int64_t Offset() const noexcept { return m_offset; }
     void SetOffset(int64_t offset) noexcept { m_offset = offset; }
     int64_t EndOffset() const noexcept { return m_endOffset; }
@@ -54,7 +54,7 @@ public:
 
 private:
     std::unique_ptr<PDValue> m_value;
-    PDFile* m_file = nullptr;
+    PDReader* m_file = nullptr;
     int64_t m_offset = 0;
     int64_t m_endOffset = 0;
     int32_t m_number = 0;
@@ -69,13 +69,13 @@ private:
 class ObjHolder {
 public:
     ObjHolder() = default;
-    ObjHolder(PDFile& file, int32_t number) { Reset(file, number); }
+    ObjHolder(PDReader& file, int32_t number) { Reset(file, number); }
     ~ObjHolder() = default;
     ObjHolder(const ObjHolder&) = delete;
     ObjHolder& operator=(const ObjHolder&) = delete;
 
     // False (and nothing held) when the object cannot be read.
-    bool Reset(PDFile& file, int32_t number);
+    bool Reset(PDReader& file, int32_t number);
     void Clear() noexcept;
 
     // Null when nothing is held; not owned by the caller.

@@ -59,7 +59,6 @@ public:
     PDFInput();
     ~PDFInput() override;
 
-    int DocumentKind() const override { return 2; }
     // Input objects plus the objects made with NewObj.
     int32_t ObjectCount() const override;
     // One past the highest object number of the file itself.

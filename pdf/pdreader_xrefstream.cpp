@@ -1,5 +1,5 @@
 // Cross-reference streams and objects packed in object streams.
-#include "pdf/pdfile.h"
+#include "pdf/pdreader.h"
 
 #include "pdf/pddecode.h"
 #include "streams/pddiag.h"
@@ -136,7 +136,7 @@ int64_t ReadPairNumber(const uint8_t*& p, const uint8_t* end) {
 } // namespace
 
 // Some writers let "startxref" point at a comment line in front of the stream object.
-int64_t PDFile::SkipCommentLines(int64_t offset) {
+int64_t PDReader::SkipCommentLines(int64_t offset) {
     uint8_t bytes[kCommentWindow];
     int64_t got = ReadAt(offset, bytes, kCommentWindow);
     int64_t i = 0;
@@ -153,7 +153,7 @@ int64_t PDFile::SkipCommentLines(int64_t offset) {
     return offset;
 }
 
-bool PDFile::ReadXrefStreamAt(int64_t offset, int64_t& prev) {
+bool PDReader::ReadXrefStreamAt(int64_t offset, int64_t& prev) {
     prev = 0;
     int64_t saved = m_inPos;
     m_inPos = SkipCommentLines(offset);
@@ -168,7 +168,7 @@ bool PDFile::ReadXrefStreamAt(int64_t offset, int64_t& prev) {
 }
 
 // Fills the index from one cross-reference stream and merges its dictionary into the trailer.
-bool PDFile::ReadXrefStream(PDValue& stream, int64_t& prev) {
+bool PDReader::ReadXrefStream(PDValue& stream, int64_t& prev) {
     prev = 0;
     RowLayout layout;
     if (stream.Kind() != kPDDictionary || !stream.HasStream() || !ReadLayout(stream, layout))
@@ -232,63 +232,7 @@ bool PDFile::ReadXrefStream(PDValue& stream, int64_t& prev) {
 
 // ---- Object streams ----
 
-// A copy walks objects in the order pages reach them, which hops between object streams: each
-// one is decoded once and kept, within a budget, so that no hop decodes it again.
-const PDFile::ObjStreamCache* PDFile::HoldObjectStream(int32_t streamNum) {
-    auto held = m_objStreams.find(streamNum);
-    if (held != m_objStreams.end()) {
-        held->second.lastUse = ++m_objStreamClock;
-        return &held->second;
-    }
-    if (streamNum <= 0 || m_objStreamsBusy.count(streamNum) != 0 ||
-        m_objStreamsDamaged.count(streamNum) != 0)
-        return nullptr;
-    int64_t budget = std::max(pdlimits::kObjectStreamBudgetFloor,
-                              m_inSize * pdlimits::kObjectStreamBudgetFactor);
-    if (m_objStreamWork >= budget * pdlimits::kObjectStreamWorkFactor) {
-        if (!m_objStreamWorkReported)
-            PDReport("object streams decode to more than %lld bytes: the rest are not read\n",
-                     static_cast<long long>(m_objStreamWork));
-        m_objStreamWorkReported = true;
-        return nullptr;
-    }
-    ObjStreamCache decoded;
-    m_objStreamsBusy.insert(streamNum);
-    bool ok = DecodeObjectStream(streamNum, decoded);
-    m_objStreamsBusy.erase(streamNum);
-    if (!ok) {
-        m_objStreamsDamaged.insert(streamNum);
-        return nullptr;
-    }
-    int64_t bytes = decoded.data.Length();
-    m_objStreamWork += bytes;
-    MakeRoomForObjectStream(std::max<int64_t>(budget - bytes, 0));
-    decoded.lastUse = ++m_objStreamClock;
-    m_objStreamBytes += bytes;
-    return &(m_objStreams[streamNum] = std::move(decoded));
-}
-
-// Drops the least recently used object streams until at most keep bytes are held.
-void PDFile::MakeRoomForObjectStream(int64_t keep) {
-    while (m_objStreamBytes > keep && !m_objStreams.empty()) {
-        auto oldest = m_objStreams.begin();
-        for (auto it = m_objStreams.begin(); it != m_objStreams.end(); ++it) {
-            if (it->second.lastUse < oldest->second.lastUse)
-                oldest = it;
-        }
-        m_objStreamBytes -= oldest->second.data.Length();
-        m_objStreams.erase(oldest);
-    }
-}
-
-void PDFile::DropObjectStreams() {
-    m_objStreams.clear();
-    m_objStreamsBusy.clear();
-    m_objStreamsDamaged.clear();
-    m_objStreamBytes = 0;
-}
-
-bool PDFile::DecodeObjectStream(int32_t streamNum, ObjStreamCache& decoded) {
+bool PDReader::DecodeObjectStream(int32_t streamNum, PDObjStream& decoded) {
     PDIndirectObj holder;
     if (!LoadObject(holder, streamNum) || !holder.Value()->HasStream())
         return false;
@@ -317,8 +261,13 @@ bool PDFile::DecodeObjectStream(int32_t streamNum, ObjStreamCache& decoded) {
     return true;
 }
 
-bool PDFile::LoadFromObjectStream(PDIndirectObj& holder, int32_t n, const PDXrefEntry& entry) {
-    const ObjStreamCache* stream = entry.stream != n ? HoldObjectStream(entry.stream) : nullptr;
+bool PDReader::LoadFromObjectStream(PDIndirectObj& holder, int32_t n, const PDXrefEntry& entry) {
+    const PDObjStream* stream = entry.stream != n
+                                    ? m_objStreams.Hold(entry.stream, m_inSize,
+                                                        [this](int32_t s, PDObjStream& d) {
+                                                            return DecodeObjectStream(s, d);
+                                                        })
+                                    : nullptr;
     if (stream == nullptr)
         return false;
     const auto& pairs = stream->pairs;

@@ -1,6 +1,7 @@
-#include "pdf/pdfile.h"
+#include "pdf/pdreader.h"
 
 #include "pdf/pdencrypt.h"
+#include "pdf/pdfileio.h"
 
 #include "pdf/pdkeys.h"
 #include "pdf/pdstring.h"
@@ -56,11 +57,15 @@ void SkipWhiteAndComments(const uint8_t*& p, const uint8_t* end) {
 
 } // namespace
 
-int32_t PDFile::ObjectCount() const {
+PDReader::PDReader() = default;
+
+PDReader::~PDReader() = default;
+
+int32_t PDReader::ObjectCount() const {
     return m_objectCount;
 }
 
-void PDFile::CountObjects() {
+void PDReader::CountObjects() {
     int64_t count = static_cast<int64_t>(m_index.size());
     if (m_trailerSize > count)
         count = m_trailerSize;
@@ -72,7 +77,7 @@ void PDFile::CountObjects() {
     m_objectCount = static_cast<int32_t>(std::min<int64_t>(count, pdlimits::kMaxObjectNumber + 1));
 }
 
-bool PDFile::OpenRead(const char* name) {
+bool PDReader::OpenRead(const char* name) {
     CloseRead();
     if (name == nullptr) {
         m_error = pderr::kNullArgument;
@@ -98,7 +103,7 @@ bool PDFile::OpenRead(const char* name) {
     return OpenStructure();
 }
 
-bool PDFile::OpenMemory(const uint8_t* data, int64_t length) {
+bool PDReader::OpenMemory(const uint8_t* data, int64_t length) {
     CloseRead();
     if ((data == nullptr && length > 0) || length < 0) {
         m_error = pderr::kNullArgument;
@@ -112,7 +117,7 @@ bool PDFile::OpenMemory(const uint8_t* data, int64_t length) {
     return OpenStructure();
 }
 
-void PDFile::CloseRead() {
+void PDReader::CloseRead() {
     ForgetPages();
     OnObjectsInvalidated();
     m_image.clear();
@@ -142,15 +147,13 @@ void PDFile::CloseRead() {
     m_pagesRoot = 0;
     m_security.reset();
     m_passwordStatus = PDPasswordStatus::kNotEncrypted;
-    DropObjectStreams();
-    m_objStreamWork = 0;
-    m_objStreamWorkReported = false;
+    m_objStreams.Reset();
     m_loadDepth = 0;
 }
 
 // The steps of an open after the file is there: header, startxref, the chain, the trailer values,
 // the security handler and the catalog.
-bool PDFile::OpenStructure() {
+bool PDReader::OpenStructure() {
     if (!FindHeader()) {
         int64_t size = m_inSize;
         CloseRead();
@@ -196,7 +199,7 @@ bool PDFile::OpenStructure() {
     return TakeCatalog();
 }
 
-bool PDFile::FindHeader() {
+bool PDReader::FindHeader() {
     uint8_t block[kHeaderBlock];
     int64_t got = ReadAt(0, block, kHeaderBlock);
     for (int64_t i = 0; i < kHeaderSearch && i + 8 <= got; ++i) {
@@ -214,7 +217,7 @@ bool PDFile::FindHeader() {
 }
 
 // Searches "startxref" backwards over the whole file, then reads the number behind it.
-bool PDFile::FindStartXref(int64_t& offset) {
+bool PDReader::FindStartXref(int64_t& offset) {
     uint8_t block[kTailBlock];
     int64_t blockLen = std::min(kTailBlock, m_inSize);
     int64_t pos = m_inSize - blockLen;
@@ -249,7 +252,7 @@ bool PDFile::FindStartXref(int64_t& offset) {
     return true;
 }
 
-bool PDFile::TakeTrailerValues() {
+bool PDReader::TakeTrailerValues() {
     if (m_trailer == nullptr || m_trailer->Kind() != kPDDictionary)
         return false;
     const PDValue* size = m_trailer->Get("/Size");
@@ -276,7 +279,7 @@ bool PDFile::TakeTrailerValues() {
 }
 
 // Loads the catalog as a private copy and notes the entries the form code asks for.
-bool PDFile::TakeCatalog() {
+bool PDReader::TakeCatalog() {
     m_catalog.reset();
     m_namesDests.reset();
     m_pagesRoot = 0;
@@ -304,21 +307,21 @@ bool PDFile::TakeCatalog() {
     return true;
 }
 
-PDValue* PDFile::AcroForm() const noexcept {
+PDValue* PDReader::AcroForm() const noexcept {
     return m_catalog != nullptr ? m_catalog->Get("/AcroForm") : nullptr;
 }
 
-PDValue* PDFile::Threads() const noexcept {
+PDValue* PDReader::Threads() const noexcept {
     return m_catalog != nullptr ? m_catalog->Get("/Threads") : nullptr;
 }
 
-PDValue* PDFile::Dests() const noexcept {
+PDValue* PDReader::Dests() const noexcept {
     return m_catalog != nullptr ? m_catalog->Get("/Dests") : nullptr;
 }
 
 // ---- Security ----
 
-void PDFile::SetUpSecurity() {
+void PDReader::SetUpSecurity() {
     m_security.reset();
     m_passwordStatus = PDPasswordStatus::kNotEncrypted;
     const PDValue* encrypt = m_trailer != nullptr ? m_trailer->Get("/Encrypt") : nullptr;
@@ -339,11 +342,11 @@ void PDFile::SetUpSecurity() {
         m_security->IsSupported() ? PDPasswordStatus::kRejected : PDPasswordStatus::kUnsupported;
 }
 
-bool PDFile::IsEncryptionSupported() const noexcept {
+bool PDReader::IsEncryptionSupported() const noexcept {
     return m_security == nullptr || m_security->IsSupported();
 }
 
-bool PDFile::SetPassword(const char* password) {
+bool PDReader::SetPassword(const char* password) {
     if (password == nullptr) {
         m_error = pderr::kNullArgument;
         return false;
@@ -360,14 +363,14 @@ bool PDFile::SetPassword(const char* password) {
     }
     m_passwordStatus = PDPasswordStatus::kAccepted;
     // Everything read before the key was known holds scrambled strings: read it all again.
-    DropObjectStreams();
+    m_objStreams.Drop();
     ForgetPages();
     OnObjectsInvalidated();
     return TakeCatalog();
 }
 
 // Decrypts every string and the stream data of one object read from the file.
-void PDFile::DecryptValue(PDValue& value, int32_t n, int32_t generation) const {
+void PDReader::DecryptValue(PDValue& value, int32_t n, int32_t generation) const {
     const PDValue* type = value.GetSlot(pdkey::Type);
     // Cross-reference streams are never encrypted.
     bool skipData = type != nullptr && type->IsName("/XRef");
@@ -412,7 +415,7 @@ void PDFile::DecryptValue(PDValue& value, int32_t n, int32_t generation) const {
 
 // ---- Loading objects ----
 
-bool PDFile::LoadObject(PDIndirectObj& holder, int32_t n) {
+bool PDReader::LoadObject(PDIndirectObj& holder, int32_t n) {
     if (!m_inOpen || n <= 0 || n > pdlimits::kMaxObjectNumber || m_loadDepth >= kMaxLoadDepth)
         return false;
     ++m_loadDepth;
@@ -431,14 +434,14 @@ bool PDFile::LoadObject(PDIndirectObj& holder, int32_t n) {
     return ok;
 }
 
-std::unique_ptr<PDValue> PDFile::LoadValue(int32_t n) {
+std::unique_ptr<PDValue> PDReader::LoadValue(int32_t n) {
     PDIndirectObj holder;
     if (!LoadObject(holder, n))
         return nullptr;
     return holder.TakeValue();
 }
 
-bool PDFile::LoadFromFile(PDIndirectObj& holder, int32_t n, int64_t offset) {
+bool PDReader::LoadFromFile(PDIndirectObj& holder, int32_t n, int64_t offset) {
     m_inPos = offset;
     PDParser parser(*this);
     bool parsed = parser.ParseIndirectObject();
@@ -463,7 +466,7 @@ bool PDFile::LoadFromFile(PDIndirectObj& holder, int32_t n, int64_t offset) {
 }
 
 // True when "n g obj" starts at offset (white space and comment lines before it allowed).
-bool PDFile::HeaderAt(int64_t offset, int32_t n) {
+bool PDReader::HeaderAt(int64_t offset, int32_t n) {
     uint8_t bytes[256];
     int64_t got = ReadAt(offset, bytes, sizeof bytes);
     const uint8_t* p = bytes;
@@ -484,7 +487,7 @@ bool PDFile::HeaderAt(int64_t offset, int32_t n) {
 
 // The offset at which object n's header really is: the index's when it holds, else the scanned
 // one. 0 when the file has none; the index's offset when nothing better is known.
-int64_t PDFile::LocateObject(int32_t n, const PDXrefEntry* entry) {
+int64_t PDReader::LocateObject(int32_t n, const PDXrefEntry* entry) {
     bool indexed = entry != nullptr && entry->offset > 0;
     if (indexed && HeaderAt(entry->offset, n))
         return entry->offset;
@@ -499,7 +502,7 @@ int64_t PDFile::LocateObject(int32_t n, const PDXrefEntry* entry) {
 
 // ---- The parse host ----
 
-int64_t PDFile::ReadAt(int64_t pos, uint8_t* buffer, int64_t n) {
+int64_t PDReader::ReadAt(int64_t pos, uint8_t* buffer, int64_t n) {
     if (!m_inOpen || pos < 0 || n <= 0 || pos >= m_inSize)
         return 0;
     n = std::min(n, m_inSize - pos);
@@ -507,36 +510,36 @@ int64_t PDFile::ReadAt(int64_t pos, uint8_t* buffer, int64_t n) {
     return n;
 }
 
-int PDFile::Read(uint8_t* buffer, int n) {
+int PDReader::Read(uint8_t* buffer, int n) {
     int64_t got = ReadAt(m_inPos, buffer, n);
     m_inPos += got;
     return static_cast<int>(got);
 }
 
-bool PDFile::Seek(int64_t pos) {
+bool PDReader::Seek(int64_t pos) {
     if (pos < 0 || pos > m_inSize)
         return false;
     m_inPos = pos;
     return true;
 }
 
-int64_t PDFile::Remaining() {
+int64_t PDReader::Remaining() {
     return m_inSize > m_inPos ? m_inSize - m_inPos : 0;
 }
 
-void PDFile::IndexKeywords() {
+void PDReader::IndexKeywords() {
     m_keywordsIndexed = true;
     m_keywords.Scan(m_image.data(), m_inSize, 0, 0, m_inSize);
 }
 
-int64_t PDFile::StreamLimit(int64_t dataStart, int64_t length) {
+int64_t PDReader::StreamLimit(int64_t dataStart, int64_t length) {
     if (!m_keywordsIndexed)
         IndexKeywords();
     return m_keywords.StreamLimit(dataStart, length);
 }
 
 // The file offset of object objNum's header; 0 when it has none.
-int64_t PDFile::HeaderOffsetOf(int32_t objNum) {
+int64_t PDReader::HeaderOffsetOf(int32_t objNum) {
     if (objNum <= 0 || objNum > pdlimits::kMaxObjectNumber)
         return 0;
     const PDXrefEntry* found = XrefEntry(objNum);
@@ -544,7 +547,7 @@ int64_t PDFile::HeaderOffsetOf(int32_t objNum) {
     return LocateObject(objNum, found != nullptr ? &entry : nullptr);
 }
 
-bool PDFile::SeekObject(int32_t objNum) {
+bool PDReader::SeekObject(int32_t objNum) {
     int64_t offset = HeaderOffsetOf(objNum);
     if (offset <= 0)
         return false;
@@ -552,7 +555,7 @@ bool PDFile::SeekObject(int32_t objNum) {
     return true;
 }
 
-bool PDFile::PackedInteger(int32_t objNum, int64_t& value) {
+bool PDReader::PackedInteger(int32_t objNum, int64_t& value) {
     if (objNum <= 0 || objNum > pdlimits::kMaxObjectNumber)
         return false;
     const PDXrefEntry* found = XrefEntry(objNum);
@@ -566,7 +569,7 @@ bool PDFile::PackedInteger(int32_t objNum, int64_t& value) {
     return true;
 }
 
-int32_t PDFile::LoadedObjectNumber(int32_t objNum) {
+int32_t PDReader::LoadedObjectNumber(int32_t objNum) {
     int64_t offset = HeaderOffsetOf(objNum);
     uint8_t bytes[256];
     int64_t got = offset > 0 ? ReadAt(offset, bytes, sizeof bytes) : 0;
@@ -577,4 +580,14 @@ int32_t PDFile::LoadedObjectNumber(int32_t objNum) {
     if (!ReadDecimal(p, end, number) || number > pdlimits::kMaxObjectNumber)
         return objNum;
     return static_cast<int32_t>(number);
+}
+
+bool PDReader::HasInputObject(int32_t n) {
+    if (n >= PDReader::ObjectCount() && n < ObjectCount())
+        return true;
+    // What the reader found, however it found it, exists: cached objects first, then the index,
+    // then the object headers the reader falls back on.
+    if (PeekCached(n) != nullptr || XrefEntry(n) != nullptr)
+        return true;
+    return (m_repairMode || m_chainLooped) && ScannedOffset(n) > 0;
 }

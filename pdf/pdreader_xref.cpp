@@ -1,5 +1,5 @@
 // Classic cross-reference sections, the /Prev chain, the index and its repair by scanning.
-#include "pdf/pdfile.h"
+#include "pdf/pdreader.h"
 
 #include "streams/pddiag.h"
 #include "streams/pdlimits.h"
@@ -117,7 +117,7 @@ int64_t IntegerOf(const PDValue* v) {
 
 // Reads the section at offset and, for classic tables, every older one through /Prev. An older
 // cross-reference stream is left pending until an object is missing.
-bool PDFile::ReadXrefChain(int64_t offset) {
+bool PDReader::ReadXrefChain(int64_t offset) {
     int64_t next = offset;
     bool first = true;
     while (next > 0) {
@@ -135,7 +135,7 @@ bool PDFile::ReadXrefChain(int64_t offset) {
     return true;
 }
 
-bool PDFile::ReadPendingSection() {
+bool PDReader::ReadPendingSection() {
     int64_t offset = m_pendingPrev;
     m_pendingPrev = 0;
     if (offset <= 0)
@@ -147,7 +147,7 @@ bool PDFile::ReadPendingSection() {
 }
 
 // One section: a classic table when "xref" is found near the offset, else a stream object.
-bool PDFile::ReadSection(int64_t offset, int64_t& prev, bool& isStream) {
+bool PDReader::ReadSection(int64_t offset, int64_t& prev, bool& isStream) {
     prev = 0;
     isStream = false;
     if (offset <= 0 || offset >= m_inSize || m_sectionsRead >= pdlimits::kMaxXrefSections)
@@ -180,10 +180,10 @@ bool PDFile::ReadSection(int64_t offset, int64_t& prev, bool& isStream) {
     return ReadXrefStreamAt(offset, prev);
 }
 
-bool PDFile::ReadClassicSection(int64_t start, int64_t& prev) {
+bool PDReader::ReadClassicSection(int64_t start, int64_t& prev) {
     struct Access {
         static int64_t Read(void* ctx, int64_t pos, uint8_t* buffer, int64_t n) {
-            return static_cast<PDFile*>(ctx)->ReadAt(pos, buffer, n);
+            return static_cast<PDReader*>(ctx)->ReadAt(pos, buffer, n);
         }
     };
     LineReader lines(&Access::Read, this, start);
@@ -240,7 +240,7 @@ bool PDFile::ReadClassicSection(int64_t start, int64_t& prev) {
 }
 
 // Parses the trailer dictionary at pos and merges it; its /Prev and /XRefStm are returned.
-bool PDFile::ReadTrailerDict(int64_t pos, int64_t& prev, int64_t& xrefStm) {
+bool PDReader::ReadTrailerDict(int64_t pos, int64_t& prev, int64_t& xrefStm) {
     int64_t saved = m_inPos;
     m_inPos = pos;
     auto dict = std::make_unique<PDValue>();
@@ -269,7 +269,7 @@ bool PDFile::ReadTrailerDict(int64_t pos, int64_t& prev, int64_t& xrefStm) {
 }
 
 // Adds the section's trailer keys that no newer section gave.
-void PDFile::MergeTrailer(const PDValue& section) {
+void PDReader::MergeTrailer(const PDValue& section) {
     static const char* const kSkipped[] = {"/Length", "/Filter", "/DecodeParms", "/W", "/Index",
                                            "/Type",   "/Prev",   "/XRefStm",     "/N", "/First"};
     if (section.Kind() != kPDDictionary || section.Dict() == nullptr)
@@ -289,7 +289,7 @@ void PDFile::MergeTrailer(const PDValue& section) {
     }
 }
 
-PDXrefEntry* PDFile::GrowIndex(int64_t n) {
+PDXrefEntry* PDReader::GrowIndex(int64_t n) {
     if (n <= 0 || n > pdlimits::kMaxObjectNumber)
         return nullptr;
     if (static_cast<size_t>(n) >= m_index.size())
@@ -298,13 +298,13 @@ PDXrefEntry* PDFile::GrowIndex(int64_t n) {
 }
 
 // In-use entries only fill empty slots: sections are read newest first, so the newest wins.
-void PDFile::SetFileEntry(int64_t n, int64_t offset) {
+void PDReader::SetFileEntry(int64_t n, int64_t offset) {
     PDXrefEntry* e = GrowIndex(n);
     if (e != nullptr && e->IsEmpty() && offset > 0 && offset < m_inSize)
         e->offset = offset;
 }
 
-void PDFile::SetStreamEntry(int64_t n, int64_t stream, int64_t index) {
+void PDReader::SetStreamEntry(int64_t n, int64_t stream, int64_t index) {
     if (stream <= 0 || stream > pdlimits::kMaxObjectNumber || index < 0 || index > INT32_MAX)
         return;
     PDXrefEntry* e = GrowIndex(n);
@@ -314,7 +314,7 @@ void PDFile::SetStreamEntry(int64_t n, int64_t stream, int64_t index) {
     }
 }
 
-const PDXrefEntry* PDFile::XrefEntry(int32_t n) {
+const PDXrefEntry* PDReader::XrefEntry(int32_t n) {
     if (n <= 0 || n > pdlimits::kMaxObjectNumber)
         return nullptr;
     for (int guard = 0; guard <= pdlimits::kMaxXrefSections; ++guard) {
@@ -330,7 +330,7 @@ const PDXrefEntry* PDFile::XrefEntry(int32_t n) {
 
 // Records every "N G obj" header of the file (the last definition of a number wins) and the
 // position behind the last "trailer" keyword.
-void PDFile::ScanObjectHeaders() {
+void PDReader::ScanObjectHeaders() {
     m_scanDone = true;
     const uint8_t* data = m_image.data();
     const int64_t size = m_inSize;
@@ -366,7 +366,7 @@ void PDFile::ScanObjectHeaders() {
     }
 }
 
-int64_t PDFile::ScannedOffset(int32_t n) {
+int64_t PDReader::ScannedOffset(int32_t n) {
     if (!m_scanDone)
         ScanObjectHeaders();
     auto it = m_scanned.find(n);
@@ -376,7 +376,7 @@ int64_t PDFile::ScannedOffset(int32_t n) {
 // The cross-reference data could not be read (or named no catalog): the scanned headers become
 // the index, the last trailer keyword gives the trailer, and when there is none the newest
 // cross-reference stream dictionary or catalog object found among the objects stands in.
-bool PDFile::RepairFromScan() {
+bool PDReader::RepairFromScan() {
     if (!m_scanDone)
         ScanObjectHeaders();
     m_repairMode = true;

@@ -1,6 +1,8 @@
-// The writing side of PDFile: numbering, the value serialiser, object framing, the
+// The writing side of a document: numbering, the value serialiser, object framing, the
 // cross-reference table and the trailer.
-#include "pdf/pdfile_writestate.h"
+#include "pdf/pdwriter_state.h"
+
+#include "pdf/pdreader.h"
 
 #include "pdf/pdformat.h"
 #include "pdf/pdkeys.h"
@@ -15,7 +17,7 @@
 
 namespace {
 
-// Every PDFile that starts writing takes the next serial number; it also stirs the identifier.
+// Every document that starts writing takes the next serial number; it also stirs the identifier.
 int g_writeSerial = 0;
 
 // A map grows to n + 100 entries when n does not fit.
@@ -24,19 +26,19 @@ constexpr size_t kMapHeadroom = 100;
 } // namespace
 
 // Here, where the writing state is a complete type.
-PDFile::PDFile() = default;
+PDWriter::PDWriter() = default;
 
-PDFile::~PDFile() = default;
+PDWriter::~PDWriter() = default;
 
-PDFile::WriteState::WriteState() {
+PDWriter::WriteState::WriteState() {
     index.assign(1000, 0);
     maps.emplace_back(100, 0);
     pages.reserve(200);
 }
 
-PDFile::WriteState::~WriteState() = default;
+PDWriter::WriteState::~WriteState() = default;
 
-void PDFile::StartOutput() {
+void PDWriter::StartOutput() {
     m_out = std::make_unique<WriteState>();
     m_out->trailer = PDValue::MakeDictionary();
     m_out->catalog = PDValue::MakeDictionary();
@@ -45,7 +47,7 @@ void PDFile::StartOutput() {
 
 // Two equal identifiers: random bytes from the clock and this object's address, with the output
 // name folded in, so two files written in the same second still differ.
-void PDFile::MakeIdentifier(const char* name) {
+void PDWriter::MakeIdentifier(const char* name) {
     auto now = static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch().count());
     auto self = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(this));
     std::mt19937 random(static_cast<uint32_t>(now ^ (now >> 32) ^ self ^ (self >> 32) ^
@@ -59,7 +61,7 @@ void PDFile::MakeIdentifier(const char* name) {
         m_out->id[i % 16] ^= static_cast<uint8_t>(name[i]);
 }
 
-bool PDFile::BeginWrite(const char* name) {
+bool PDWriter::BeginWrite(const char* name) {
     StartOutput();
     int error = m_out->file.OpenWrite(name);
     if (error != 0) {
@@ -72,7 +74,7 @@ bool PDFile::BeginWrite(const char* name) {
     return true;
 }
 
-void PDFile::BeginWriteMemory() {
+void PDWriter::BeginWriteMemory() {
     StartOutput();
     m_out->tokens.WriteToMemory();
     MakeIdentifier("-");
@@ -80,7 +82,7 @@ void PDFile::BeginWriteMemory() {
 
 // ------------------------------------------------------------------ numbering
 
-int32_t PDFile::NewObjectNumber() {
+int32_t PDWriter::NewObjectNumber() {
     if (!m_out)
         return 0;
     if (m_out->released.Count() > 0)
@@ -88,19 +90,19 @@ int32_t PDFile::NewObjectNumber() {
     return kOutputBias + m_out->next++;
 }
 
-void PDFile::ReleaseNumber(int32_t biased) {
+void PDWriter::ReleaseNumber(int32_t biased) {
     if (m_out && biased > kOutputBias)
         m_out->released.Append(biased);
 }
 
-int PDFile::AllocMap() {
+int PDWriter::AllocMap() {
     if (!m_out)
         return 0;
     m_out->maps.emplace_back(100, 0);
     return static_cast<int>(m_out->maps.size()) - 1;
 }
 
-void PDFile::SetMapSource(int map, PDFile* input) {
+void PDWriter::SetMapSource(int map, PDReader* input) {
     if (!m_out || map < 0)
         return;
     auto slot = static_cast<size_t>(map);
@@ -109,18 +111,8 @@ void PDFile::SetMapSource(int map, PDFile* input) {
     m_out->sources[slot] = input;
 }
 
-bool PDFile::HasInputObject(int32_t n) {
-    if (n >= PDFile::ObjectCount() && n < ObjectCount())
-        return true;
-    // What the reader found, however it found it, exists: cached objects first, then the index,
-    // then the object headers the reader falls back on.
-    if (PeekCached(n) != nullptr || XrefEntry(n) != nullptr)
-        return true;
-    return (m_repairMode || m_chainLooped) && ScannedOffset(n) > 0;
-}
-
 // 0 for an input number the map's source does not have: such a reference is a null.
-int32_t PDFile::MapId(int32_t n, int map) {
+int32_t PDWriter::MapId(int32_t n, int map) {
     if (n >= kOutputBias)
         return n;
     if (!m_out || n <= 0 || map < 0 || static_cast<size_t>(map) >= m_out->maps.size())
@@ -139,7 +131,7 @@ int32_t PDFile::MapId(int32_t n, int map) {
     return table[slot];
 }
 
-void PDFile::ClearMapEntry(int32_t n, int map) {
+void PDWriter::ClearMapEntry(int32_t n, int map) {
     if (!m_out || n <= 0 || n >= kOutputBias || map < 0 ||
         static_cast<size_t>(map) >= m_out->maps.size())
         return;
@@ -148,15 +140,15 @@ void PDFile::ClearMapEntry(int32_t n, int map) {
         table[static_cast<size_t>(n)] = 0;
 }
 
-int32_t PDFile::FileNumber(int32_t n, int map) {
+int32_t PDWriter::FileNumber(int32_t n, int map) {
     return MapId(n, map) % kOutputBias;
 }
 
-void PDFile::RenumberToOutput(PDValue& value, int map) {
+void PDWriter::RenumberToOutput(PDValue& value, int map) {
     value.RenumberReferences([this, map](int32_t n) { return MapId(n, map); });
 }
 
-bool PDFile::IsWritten(int32_t n) const noexcept {
+bool PDWriter::IsWritten(int32_t n) const noexcept {
     if (!m_out)
         return false;
     auto m = static_cast<size_t>(n % kOutputBias);
@@ -165,36 +157,36 @@ bool PDFile::IsWritten(int32_t n) const noexcept {
 
 // ------------------------------------------------------------------ tokens
 
-bool PDFile::WriteToken(std::string_view token) {
+bool PDWriter::WriteToken(std::string_view token) {
     return m_out && m_out->tokens.WriteToken(token);
 }
 
-bool PDFile::NewLine() {
+bool PDWriter::NewLine() {
     return m_out && m_out->tokens.NewLine();
 }
 
-bool PDFile::WriteRaw(const void* bytes, int64_t length) {
+bool PDWriter::WriteRaw(const void* bytes, int64_t length) {
     return m_out && m_out->tokens.WriteRaw(bytes, length);
 }
 
-bool PDFile::WriteStreamData(const uint8_t* bytes, int64_t length) {
+bool PDWriter::WriteStreamData(const uint8_t* bytes, int64_t length) {
     return m_out && m_out->tokens.WriteStreamData(bytes, length);
 }
 
-bool PDFile::WriteInt(int32_t value) {
+bool PDWriter::WriteInt(int32_t value) {
     return m_out && m_out->tokens.WriteInt(value);
 }
 
-bool PDFile::WriteInt64(int64_t value) {
+bool PDWriter::WriteInt64(int64_t value) {
     return m_out && m_out->tokens.WriteInt64(value);
 }
 
-bool PDFile::WriteReal(float value) {
+bool PDWriter::WriteReal(float value) {
     return m_out && m_out->tokens.WriteReal(value);
 }
 
 // One token, so a reference is never split across lines. A reference to nothing is a null.
-bool PDFile::WriteReference(int32_t n, int map) {
+bool PDWriter::WriteReference(int32_t n, int map) {
     int32_t number = FileNumber(n, map);
     if (number <= 0)
         return WriteToken("null");
@@ -205,7 +197,7 @@ bool PDFile::WriteReference(int32_t n, int map) {
 
 // ------------------------------------------------------------------ values
 
-bool PDFile::WriteStringBytes(const uint8_t* bytes, int length, int mode) {
+bool PDWriter::WriteStringBytes(const uint8_t* bytes, int length, int mode) {
     PDStr text;
     if (m_out && m_out->keyObject > 0 && length > 0) {
         std::vector<uint8_t> crypted = m_out->security->Encrypt(bytes, length, m_out->keyObject, 0);
@@ -216,7 +208,7 @@ bool PDFile::WriteStringBytes(const uint8_t* bytes, int length, int mode) {
     return WriteToken(text.View());
 }
 
-bool PDFile::WriteString(const PDValue& value) {
+bool PDWriter::WriteString(const PDValue& value) {
     if (!m_out || m_out->keyObject <= 0)
         return WriteToken(value.Text().View());
     // The bytes encrypted are those every reader sees in the string as written.
@@ -226,7 +218,7 @@ bool PDFile::WriteString(const PDValue& value) {
 }
 
 // The walk keeps its own stack, so values nested as deep as the parser allows cost no recursion.
-bool PDFile::WriteValue(const PDValue* value, int map) {
+bool PDWriter::WriteValue(const PDValue* value, int map) {
     if (value == nullptr) {
         m_error = pderr::kNullArgument;
         return false;
@@ -297,7 +289,7 @@ bool PDFile::WriteValue(const PDValue* value, int map) {
 
 // ------------------------------------------------------------------ objects
 
-bool PDFile::WriteObjectHeader(int32_t n, int map) {
+bool PDWriter::WriteObjectHeader(int32_t n, int map) {
     if (!m_out)
         return false;
     int32_t biased = MapId(n, map);
@@ -322,7 +314,7 @@ bool PDFile::WriteObjectHeader(int32_t n, int map) {
     return ok;
 }
 
-void PDFile::SelectObjectKey(int32_t m) {
+void PDWriter::SelectObjectKey(int32_t m) {
     if (!IsEncryptingOutput() || m == m_out->encrypt) {
         m_out->keyObject = 0;
         m_out->tokens.SetRawCrypt(nullptr);
@@ -334,7 +326,7 @@ void PDFile::SelectObjectKey(int32_t m) {
         [security, m](uint8_t* data, int64_t length) { security->CryptBytes(data, length, m, 0); });
 }
 
-bool PDFile::WriteEndObj() {
+bool PDWriter::WriteEndObj() {
     if (!m_out)
         return false;
     bool ok = m_out->tokens.WriteEndObj();
@@ -345,7 +337,7 @@ bool PDFile::WriteEndObj() {
 
 // A stream's /Length is written as the length of the data it carries, whatever the dictionary
 // held: an indirect or a wrong length would make the copy unreadable.
-bool PDFile::WriteStreamDictionary(const PDValue& value, int map) {
+bool PDWriter::WriteStreamDictionary(const PDValue& value, int map) {
     std::unique_ptr<PDValue> copy;
     const PDValue* length = value.GetSlot(pdkey::Length);
     if (length == nullptr || length->Kind() != kPDInteger ||
@@ -362,7 +354,7 @@ bool PDFile::WriteStreamDictionary(const PDValue& value, int map) {
     return WriteValue(copy ? copy.get() : &value, map);
 }
 
-std::unique_ptr<PDValue> PDFile::LengthValue(int64_t length) {
+std::unique_ptr<PDValue> PDWriter::LengthValue(int64_t length) {
     if (length <= kPDBigNumber - 1)
         return PDValue::MakeInteger(static_cast<int32_t>(length));
     auto text = std::make_unique<PDValue>();
@@ -370,7 +362,7 @@ std::unique_ptr<PDValue> PDFile::LengthValue(int64_t length) {
     return text;
 }
 
-bool PDFile::WriteObject(int32_t n, const PDValue& value, int map) {
+bool PDWriter::WriteObject(int32_t n, const PDValue& value, int map) {
     if (n == 0)
         n = NewObjectNumber();
     if (!WriteObjectHeader(n, map))
@@ -394,26 +386,26 @@ bool PDFile::WriteObject(int32_t n, const PDValue& value, int map) {
 
 // ------------------------------------------------------------------ document parts
 
-PDValue& PDFile::OutputCatalog() {
+PDValue& PDWriter::OutputCatalog() {
     if (!m_out)
         StartOutput();
     return *m_out->catalog;
 }
 
-int32_t PDFile::OutputInfo() const noexcept {
+int32_t PDWriter::OutputInfo() const noexcept {
     return m_out ? m_out->info : 0;
 }
 
-void PDFile::SetOutputInfo(int32_t biased) noexcept {
+void PDWriter::SetOutputInfo(int32_t biased) noexcept {
     if (m_out)
         m_out->info = biased;
 }
 
-const uint8_t* PDFile::OutputId() const noexcept {
+const uint8_t* PDWriter::OutputId() const noexcept {
     return m_out ? m_out->id : nullptr;
 }
 
-PDSecurity& PDFile::OutputSecurity() {
+PDSecurity& PDWriter::OutputSecurity() {
     if (!m_out)
         StartOutput();
     if (!m_out->security) {
@@ -423,12 +415,12 @@ PDSecurity& PDFile::OutputSecurity() {
     return *m_out->security;
 }
 
-bool PDFile::IsEncryptingOutput() const noexcept {
+bool PDWriter::IsEncryptingOutput() const noexcept {
     return m_out && m_out->security && m_out->security->IsEncrypting() &&
            !m_out->security->IsNotReady();
 }
 
-bool PDFile::WriteEncryptDictionary() {
+bool PDWriter::WriteEncryptDictionary() {
     if (!IsEncryptingOutput() || m_out->encrypt != 0)
         return true;
     PDSecurity& security = *m_out->security;
@@ -449,7 +441,7 @@ bool PDFile::WriteEncryptDictionary() {
     return WriteEndObj() && ok;
 }
 
-bool PDFile::WriteXrefAndTrailer() {
+bool PDWriter::WriteXrefAndTrailer() {
     WriteState& out = *m_out;
     if (out.tokens.Column() > 0)
         NewLine();
@@ -496,7 +488,7 @@ bool PDFile::WriteXrefAndTrailer() {
     return WriteToken("%%EOF") && NewLine() && ok;
 }
 
-bool PDFile::EndWrite() {
+bool PDWriter::EndWrite() {
     if (!m_out)
         return false;
     OnFinalWrite();
@@ -519,7 +511,7 @@ bool PDFile::EndWrite() {
     return ok;
 }
 
-std::unique_ptr<uint8_t[]> PDFile::TakeImage(int64_t* length) noexcept {
+std::unique_ptr<uint8_t[]> PDWriter::TakeImage(int64_t* length) noexcept {
     if (!m_out) {
         *length = 0;
         return nullptr;

@@ -1,10 +1,10 @@
-// The state of a PDFile while it writes: shared by the writer's source files only.
+// The state of a document while it writes: shared by the writer's source files only.
 #pragma once
 
 #include "pdf/pdarr.h"
-#include "pdf/pdfile.h"
 #include "pdf/pdfileio.h"
 #include "pdf/pdtokenwriter.h"
+#include "pdf/pdwriter.h"
 #include "streams/pdsecurity.h"
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-struct PDFile::WriteState {
+struct PDWriter::WriteState {
     WriteState();
     ~WriteState();
 
@@ -25,7 +25,7 @@ struct PDFile::WriteState {
     // One table per input document: input number -> biased output number, 0 when none yet.
     std::vector<std::vector<int32_t>> maps;
     // Per map, the input it renumbers; null when not told.
-    std::vector<PDFile*> sources;
+    std::vector<PDReader*> sources;
     PDArr<int32_t> released{100};
     uint8_t id[16] = {};
 

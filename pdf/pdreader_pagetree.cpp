@@ -1,5 +1,5 @@
 // The walk over the input's page tree, and the page objects found when the tree gives none.
-#include "pdf/pdfile.h"
+#include "pdf/pdreader.h"
 
 #include "pdf/pdkeys.h"
 #include "streams/pddiag.h"
@@ -42,7 +42,7 @@ int KindOf(const PDValue& value) {
 
 // The kids of a node, taken out of its value: references to other objects, and dictionaries
 // written in place. A kid that is the node itself is reported and dropped at once.
-PDWalkFrame FrameFor(PDFile& file, int32_t node, const PDValue& value) {
+PDWalkFrame FrameFor(PDReader& file, int32_t node, const PDValue& value) {
     PDWalkFrame frame;
     frame.node = node;
     const PDValue* kids = value.GetSlot(pdkey::Kids);
@@ -70,7 +70,7 @@ PDWalkFrame FrameFor(PDFile& file, int32_t node, const PDValue& value) {
 
 } // namespace
 
-const std::vector<PDPageSlot>& PDFile::PageSlots() {
+const std::vector<PDPageSlot>& PDReader::PageSlots() {
     if (m_pagesWalked)
         return m_pageSlots;
     m_pagesWalked = true;
@@ -90,14 +90,14 @@ const std::vector<PDPageSlot>& PDFile::PageSlots() {
     return m_pageSlots;
 }
 
-std::vector<int32_t> PDFile::CollectPages() {
+std::vector<int32_t> PDReader::CollectPages() {
     std::vector<int32_t> pages;
     for (const PDPageSlot& slot : PageSlots())
         pages.push_back(slot.number);
     return pages;
 }
 
-void PDFile::ForgetPages() noexcept {
+void PDReader::ForgetPages() noexcept {
     m_pagesWalked = false;
     m_nodeParents.clear();
     m_pagesFromScan = false;
@@ -108,7 +108,7 @@ void PDFile::ForgetPages() noexcept {
 // never trusted. A node is walked once (a cycle or a shared subtree would repeat pages); a kid
 // that cannot be read is skipped and its siblings kept. A page listed twice is kept twice, as
 // other readers do.
-void PDFile::WalkPageTree() {
+void PDReader::WalkPageTree() {
     if (m_pagesRoot <= 0)
         return;
     ObjHolder root(*this, m_pagesRoot);
@@ -157,9 +157,9 @@ void PDFile::WalkPageTree() {
 }
 
 // Every object of the file whose /Type is /Page, ordered by where it stands in the file.
-std::vector<int32_t> PDFile::ScanPageObjects() {
+std::vector<int32_t> PDReader::ScanPageObjects() {
     std::vector<std::tuple<int64_t, int32_t, int32_t>> found; // position, index in stream, number
-    const int32_t count = PDFile::ObjectCount();
+    const int32_t count = PDReader::ObjectCount();
     for (int32_t n = 1; n < count; ++n) {
         int64_t position = 0;
         int32_t index = 0;

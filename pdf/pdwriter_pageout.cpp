@@ -1,6 +1,6 @@
 // The output page tree: pages registered in order, first-level nodes of six pages each, and the
 // balanced tree and catalog written at the end.
-#include "pdf/pdfile_writestate.h"
+#include "pdf/pdwriter_state.h"
 
 #include "streams/pddiag.h"
 
@@ -10,14 +10,14 @@ namespace {
 constexpr size_t kKidsPerNode = 6;
 } // namespace
 
-bool PDFile::CountPage(int32_t n, int map) {
+bool PDWriter::CountPage(int32_t n, int map) {
     if (!m_out)
         return false;
     WriteState& out = *m_out;
     int32_t number = FileNumber(n, map);
     if (out.pageCursor < out.pages.size()) {
         if (out.pages[out.pageCursor] != number)
-            PDReport("PDFile::CountPage - assertion failed\n");
+            PDReport("PDWriter::CountPage - assertion failed\n");
     } else {
         out.pages.push_back(number);
     }
@@ -25,7 +25,7 @@ bool PDFile::CountPage(int32_t n, int map) {
     return true;
 }
 
-int32_t PDFile::ParentForPage(int pageIndex, int32_t pageNumber) {
+int32_t PDWriter::ParentForPage(int pageIndex, int32_t pageNumber) {
     (void)pageNumber; // the page's number is in the page list already
     if (!m_out || pageIndex < 0)
         return 0;
@@ -41,19 +41,19 @@ int32_t PDFile::ParentForPage(int pageIndex, int32_t pageNumber) {
     return parents[group];
 }
 
-int PDFile::OutputPageCount() const noexcept {
+int PDWriter::OutputPageCount() const noexcept {
     return m_out ? static_cast<int>(m_out->pages.size()) : 0;
 }
 
-int32_t PDFile::OutputPage(int index) const noexcept {
+int32_t PDWriter::OutputPage(int index) const noexcept {
     if (!m_out || index < 0 || static_cast<size_t>(index) >= m_out->pages.size())
         return 0;
     return m_out->pages[static_cast<size_t>(index)];
 }
 
 // One /Pages node; counts are the kids' page counts (1 for a page). parent 0 for the root.
-bool PDFile::WritePagesNode(int32_t own, int32_t parent, const std::vector<int32_t>& kids,
-                            const std::vector<int32_t>& counts, int32_t& count) {
+bool PDWriter::WritePagesNode(int32_t own, int32_t parent, const std::vector<int32_t>& kids,
+                              const std::vector<int32_t>& counts, int32_t& count) {
     bool ok = WriteObjectHeader(own, 0);
     ok = WriteToken("<<") && NewLine() && ok;
     ok = WriteToken("/Type") && WriteToken("/Pages") && NewLine() && ok;
@@ -71,10 +71,10 @@ bool PDFile::WritePagesNode(int32_t own, int32_t parent, const std::vector<int32
     return WriteEndObj() && ok;
 }
 
-bool PDFile::WritePageTreeAndCatalog() {
+bool PDWriter::WritePageTreeAndCatalog() {
     WriteState& out = *m_out;
     if (out.parents.size() != (out.pages.size() + kKidsPerNode - 1) / kKidsPerNode)
-        PDReport("assertion failed in PDFile::WriteContents\n");
+        PDReport("assertion failed in PDWriter::WriteContents\n");
     std::vector<int32_t> level(out.pages.begin(), out.pages.end());
     std::vector<int32_t> counts(level.size(), 1);
     bool ok = true;
@@ -117,7 +117,7 @@ bool PDFile::WritePageTreeAndCatalog() {
     return WriteCatalog() && ok;
 }
 
-bool PDFile::WriteCatalog() {
+bool PDWriter::WriteCatalog() {
     WriteState& out = *m_out;
     int32_t rootNode = out.root;
     out.root = NewObjectNumber();

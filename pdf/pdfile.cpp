@@ -1,0 +1,5 @@
+#include "pdf/pdfile.h"
+
+PDFile::PDFile() = default;
+
+PDFile::~PDFile() = default;
