@@ -157,14 +157,4 @@ TEST(ToolRun, SecurityAndFontSizesFollowCreation) {
     }
 }
 
-TEST(ToolRun, UsageGoesToStandardOutput) {
-    FakeFormSession session;
-    CapturedStreams streams;
-    char name[] = "quillet";
-    char* argv[] = {name, nullptr};
-    EXPECT_EQ(RunQuillet(1, argv, session, streams.io), 0);
-    EXPECT_EQ(streams.Out().substr(0, 37), "Form filling and flattening. Version ");
-    EXPECT_EQ(streams.Err(), "");
-}
-
 } // namespace
