@@ -247,47 +247,6 @@ std::string ContentFile(const std::string& header, const std::string& afterStrea
     return pdf;
 }
 
-// The same file with a cross-reference stream, its rows written through edit.
-std::string XrefStreamFile(const std::string& dict, const std::function<std::string(int)>& row) {
-    std::string pdf = "%PDF-1.5\n", data;
-    std::vector<size_t> offsets;
-    const char* bodies[] = {"<< /Type /Catalog /Pages 2 0 R >>",
-                            "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-                            "<< /Type /Page /Parent 2 0 R /Contents 4 0 R >>",
-                            "<< /Length 10 >>\nstream\n0 0 m S Q \nendstream"};
-    for (int n = 1; n <= 4; ++n) {
-        offsets.push_back(pdf.size());
-        pdf += std::to_string(n) + " 0 obj\n" + bodies[n - 1] + "\nendobj\n";
-    }
-    offsets.push_back(pdf.size());
-    for (int n = 0; n <= 5; ++n)
-        data += row(n == 0 ? -1 : static_cast<int>(offsets[static_cast<size_t>(n - 1)]));
-    pdf += "5 0 obj\n<< /Type /XRef /Size 6 /Root 1 0 R " + dict + " /Length " +
-           std::to_string(data.size()) + " >>\nstream\n" + data +
-           "\nendstream\nendobj\nstartxref\n" + std::to_string(offsets.back()) + "\n%%EOF\n";
-    return pdf;
-}
-
-std::string BigEndian(int64_t value, int width) {
-    std::string bytes;
-    for (int i = width - 1; i >= 0; --i)
-        bytes += static_cast<char>((value >> (8 * i)) & 0xFF);
-    return bytes;
-}
-
-// A row of type 1 (or 0 for offset -1) with field widths 1, 2, w3.
-std::string Row(int offset, int w3) {
-    return BigEndian(offset < 0 ? 0 : 1, 1) + BigEndian(std::max(offset, 0), 2) + BigEndian(0, w3);
-}
-
-// The TIFF predictor: each byte after the first of a row stored as its difference to the last.
-std::string TiffRow(int offset) {
-    std::string row = Row(offset, 1), out(1, row[0]);
-    for (size_t k = 1; k < row.size(); ++k)
-        out += static_cast<char>(row[k] - row[k - 1]);
-    return out;
-}
-
 // qpdf's RC4 encryption of a content file with the empty user password, patched by edit.
 std::string Encrypted(int bits, const Edit& edit) {
     TempDir dir;
@@ -316,13 +275,6 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
         {"header without dash", [] { return ContentFile("%PDF1.4", "\n"); }},
         {"header with another byte", [] { return ContentFile("%PDF*1.4", "\n"); }},
         {"blanks before the line end", [] { return ContentFile("%PDF-1.4", "  \t \r\n"); }},
-        {"tiff predictor",
-         [] {
-             return XrefStreamFile("/W [1 2 1] /DecodeParms << /Predictor 2 /Columns 4 >>",
-                                   TiffRow);
-         }},
-        {"filter null, widths 1 2 4",
-         [] { return XrefStreamFile("/W [1 2 4] /Filter null", [](int o) { return Row(o, 4); }); }},
         {"prev names no number",
          [] {
              PdfBuilder b("1.4");

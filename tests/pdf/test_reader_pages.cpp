@@ -1,7 +1,6 @@
 // The input page walk and reference resolution of an input document.
 #include "structure/pdinput.h"
 
-#include "tests/support/diag_capture.h"
 #include "tests/support/memory_input.h"
 #include "tests/support/pdf_builder.h"
 
@@ -31,49 +30,6 @@ std::string Document(const std::vector<std::string>& bodies) {
 }
 
 const char* const kPage = "<< /Type /Page >>";
-
-TEST(ReaderPages, TreeShapes) {
-    struct Case {
-        const char* name;
-        std::vector<std::string> bodies;
-        std::vector<int32_t> pages;
-        const char* diag;
-    } cases[] = {
-        // clang-format off
-        {"flat", {"<< /Type /Pages /Kids [3 0 R 4 0 R] >>", kPage, kPage}, {3, 4}, ""},
-        {"nested-in-order", {"<< /Type /Pages /Kids [5 0 R 3 0 R] >>", kPage, kPage,
-                             "<< /Type /Pages /Kids [4 0 R 6 0 R] >>", kPage}, {4, 6, 3}, ""},
-        {"single-kid-reference", {"<< /Type /Pages /Kids 3 0 R >>", kPage}, {3}, ""},
-        {"kids-missing", {"<< /Type /Pages /Count 0 >>"}, {}, "pages object without kids\n"},
-        {"node-lists-itself", {"<< /Type /Pages /Kids [2 0 R 3 0 R] >>", kPage}, {3},
-         "object id recursion in /Pages object 2\n"},
-        {"parent-kids-cycle", {"<< /Type /Pages /Kids [3 0 R 4 0 R] >>", kPage,
-                               "<< /Type /Pages /Kids [2 0 R 5 0 R] >>", kPage}, {3, 5},
-         "object id recursion in /Pages object 2\n"},
-        {"kid-unreadable", {"<< /Type /Pages /Kids [9 0 R 3 0 R] >>", kPage}, {3},
-         "cannot read kid of 2\n"},
-        {"kid-without-type", {"<< /Type /Pages /Kids [3 0 R 4 0 R] >>", "<< /Kids [5 0 R] >>",
-                              "<< /MediaBox [0 0 1 1] >>", kPage}, {5, 4}, ""},
-        {"root-is-a-page", {kPage}, {2}, ""},
-        {"direct-kid-and-missing-kid", {"<< /Type /Pages /Kids [<< /Type /Page >> 9 0 R 3 0 R] >>",
-                                        kPage}, {4, 3}, "cannot read kid of 2\n"},
-        {"page-listed-twice", {"<< /Type /Pages /Kids [3 0 R 3 0 R] /Count 1 >>", kPage}, {3, 3},
-         ""},
-        {"count-absurd", {"<< /Type /Pages /Kids [3 0 R 4 0 R] /Count 9999999999 >>", kPage, kPage},
-         {3, 4}, ""},
-        {"no-tree-pages-in-file-order", {"<< /Type /Pages /Kids [] >>", "", "", kPage, kPage},
-         {5, 6}, "page tree unusable: 2 page objects found in the file\n"},
-        // clang-format on
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        PDFInput in;
-        ASSERT_TRUE(Open(in, Document(c.bodies)));
-        DiagCapture diag;
-        EXPECT_EQ(in.PageNumbers(), c.pages);
-        EXPECT_EQ(diag.Text(), c.diag);
-    }
-}
 
 // A chain of nodes far deeper than any recursion could follow still gives its page.
 TEST(ReaderPages, DeepChains) {
