@@ -136,7 +136,8 @@ TEST(Lexer, OffsetAndNumberOfTheFirstToken) {
     };
     for (const auto& [input, offset, number] : cases) {
         SCOPED_TRACE(input);
-        ChunkHost host(input, 4096);
+        const std::string text = input; // the host reads from it
+        ChunkHost host(text, 4096);
         PDParser parser(host);
         parser.GetToken();
         EXPECT_EQ(parser.Offset(), offset);
