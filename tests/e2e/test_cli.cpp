@@ -1,35 +1,48 @@
 // Runs the built tool as a process: exit statuses, standard streams and files created.
+// GCC 12 at -O2 with the sanitizers reports std::regex internals as maybe uninitialized.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include "tests/support/run_tool.h"
-#include "tool/usage.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <regex>
 #include <string>
 #include <vector>
 
 namespace {
 
-// The text itself is pinned by the usage unit test; here the binary must print the same bytes.
+// Written out whole here, not rebuilt from the pieces, so that a changed piece shows. The build
+// date appears as "Mmm dd yyyy", the way __DATE__ writes it.
 TEST(CliEndToEnd, NoArgumentsPrintsUsage) {
     REQUIRE_TOOL();
+    const std::string head = "Form filling and flattening. Version 3.10p, ";
+    const std::string rest =
+        ".\nUsage:   quillet Template-File Output-File F1=Value1 F2=Value2 ..\n"
+        "         quillet Template-File Output-File +F1@1,2,3,4,5,6,7=v ..\n"
+        "         quillet input.pdf output.pdf -F1 F2=abc\n"
+        "         quillet [ Options ] input.pdf output.pdf @control.file\n"
+        "Options: -flatten     replace fields by page content (\"burn in\")\n"
+        "         -pw          password for input file\n"
+        "         -user        set user password of output file\n"
+        "         -owner       set owner password of output file\n"
+        "         -perm        set security flags for output file\n"
+        "         -l           list fields of input file\n"
+        "         -fs min max  set font size limits for auto-sized fields";
     ToolResult r = RunTool(ToolPath(), {});
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.err, "");
-    const std::string head = "Form filling and flattening. Version 3.10p, ";
-    ASSERT_GT(r.out.size(), head.size() + 11);
-    std::string date = r.out.substr(head.size(), 11);
-    char* text = nullptr;
-    size_t size = 0;
-    FILE* expected = open_memstream(&text, &size);
-    WriteUsage(expected, date.c_str());
-    std::fclose(expected);
-    EXPECT_EQ(r.out, std::string(text, size));
-    std::free(text);
+    ASSERT_EQ(r.out.size(), head.size() + 11 + rest.size());
+    EXPECT_EQ(r.out.substr(0, head.size()), head);
+    EXPECT_TRUE(std::regex_match(r.out.substr(head.size(), 11),
+                                 std::regex("[A-Z][a-z][a-z] [ 123][0-9] [0-9]{4}")));
+    EXPECT_EQ(r.out.substr(head.size() + 11), rest);
 }
 
+// An existing output stays as it was.
 TEST(CliEndToEnd, FailuresBeforeAnyOutput) {
     REQUIRE_TOOL();
     struct Case {
@@ -49,10 +62,13 @@ TEST(CliEndToEnd, FailuresBeforeAnyOutput) {
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
         TempDir dir;
+        std::ofstream(dir.Path() + "/out.pdf") << "old\n";
         ToolResult r = RunTool(ToolPath(), c.args, "", dir.Path());
         EXPECT_EQ(r.status, c.status);
         EXPECT_EQ(r.err, c.err);
-        EXPECT_FALSE(std::filesystem::exists(dir.Path() + "/out.pdf"));
+        EXPECT_EQ(ReadFile(dir.Path() + "/out.pdf"), "old\n");
+        using Entries = std::filesystem::directory_iterator;
+        EXPECT_EQ(std::distance(Entries(dir.Path()), Entries()), 1);
     }
 }
 

@@ -22,15 +22,10 @@ void WriteFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-bool HaveQpdf() {
-    return std::system("qpdf --version >/dev/null 2>&1") == 0;
-}
-
 } // namespace
 
 TEST(ListingEndToEnd, ListsTheExampleFormEitherWay) {
-    if (ToolPath() == nullptr)
-        GTEST_SKIP() << "QUILLET_BIN is not set";
+    REQUIRE_TOOL();
     const std::vector<std::vector<std::string>> runs = {
         {kExampleForm}, {"-l", kExampleForm, "out.pdf"}, {"-quiet", "-l", kExampleForm}};
     for (const auto& args : runs) {
@@ -45,8 +40,7 @@ TEST(ListingEndToEnd, ListsTheExampleFormEitherWay) {
 }
 
 TEST(ListingEndToEnd, FilesThatAreNoFormsListNothing) {
-    if (ToolPath() == nullptr)
-        GTEST_SKIP() << "QUILLET_BIN is not set";
+    REQUIRE_TOOL();
     testpdf::PdfBuilder b("1.4");
     b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
     b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
@@ -74,9 +68,8 @@ TEST(ListingEndToEnd, FilesThatAreNoFormsListNothing) {
 
 // Encrypted copies of the example form made by an independent tool.
 TEST(ListingEndToEnd, EncryptedTemplatesOpenOnlyWithTheirPassword) {
-    if (ToolPath() == nullptr)
-        GTEST_SKIP() << "QUILLET_BIN is not set";
-    if (!HaveQpdf())
+    REQUIRE_TOOL();
+    if (!Have("qpdf --version"))
         GTEST_SKIP() << "qpdf is not installed";
     TempDir dir;
     const std::string locked = dir.Path() + "/locked.pdf";

@@ -36,18 +36,22 @@ int QpdfPages(const std::string& path, bool rewrite = false) {
     return status == 0 || status == 3 ? std::atoi(out.c_str()) : -1;
 }
 
-std::string Page(int n) {
-    return "<< /Type /Page /Contents " + std::to_string(n + 100) + " 0 R >>";
+const std::string kFont =
+    "/Resources << /Font << /F1 << /Type /Font /Subtype /Type1 /BaseFont /Helvetica >> >> >>";
+
+std::string Page(int n, const std::string& resources = kFont) {
+    return "<< /Type /Page " + resources + " /Contents " + std::to_string(n + 100) + " 0 R >>";
 }
 
 // Catalog 1 and root 2 with the given kids, pages 3.. with a content stream each, plus extras.
 std::string Tree(const std::string& root, int pages,
-                 const std::function<void(testpdf::PdfBuilder&)>& more = {}) {
+                 const std::function<void(testpdf::PdfBuilder&)>& more = {},
+                 const std::string& resources = kFont) {
     testpdf::PdfBuilder b("1.4");
     b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
     b.Add(2, root);
     for (int n = 3; n < 3 + pages; ++n) {
-        b.Add(n, Page(n));
+        b.Add(n, Page(n, resources));
         b.AddStream(n + 100, "", "BT /F1 12 Tf 72 720 Td (page " + std::to_string(n) + ") Tj ET");
     }
     if (more)
@@ -56,12 +60,13 @@ std::string Tree(const std::string& root, int pages,
     return b.Build();
 }
 
-// The run that copies path: its status, the pages of the copy, and qpdf's verdict on it.
+// The run that copies path: its status, the pages of the copy, qpdf's verdict on it, and the
+// numbers of the pages as the copy draws them, in order, when pdftotext is installed.
 struct Copy {
     int status = -1;
     int pages = -1;
     int check = -1;
-    std::string err;
+    std::string err, order;
 };
 
 Copy CopyFile(const std::string& dir, const std::string& in) {
@@ -75,6 +80,9 @@ Copy CopyFile(const std::string& dir, const std::string& in) {
         return c;
     c.pages = QpdfPages(out);
     Shell("qpdf --check " + Quote(out) + " >/dev/null 2>&1", &c.check);
+    std::string text = Have("pdftotext -v") ? Shell("pdftotext " + Quote(out) + " -") : "";
+    for (size_t at = 0; (at = text.find("page ", at)) != std::string::npos; at += 5)
+        c.order += (c.order.empty() ? "" : " ") + text.substr(at + 5, text.find('\n', at) - at - 5);
     return c;
 }
 
@@ -102,12 +110,13 @@ TEST(PagesEndToEnd, BrokenTreesKeepEveryPageOtherReadersFind) {
     if (!Have("qpdf --version"))
         GTEST_SKIP() << "qpdf is not installed";
     // pages: what the copy must hold; invented: pages qpdf makes up from a missing kid or a node
-    // without /Kids, which are left out here.
+    // without /Kids, which are left out here; order: the pages drawn, when it matters.
     struct Case {
         const char* name;
         std::string pdf;
         int pages;
         int invented = 0;
+        const char* order = "";
     } cases[] = {
         {"count missing", Tree("<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] >>", 3), 3, 0},
         {"count wrong", Tree("<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 1 >>", 3), 3, 0},
@@ -125,6 +134,18 @@ TEST(PagesEndToEnd, BrokenTreesKeepEveryPageOtherReadersFind) {
          Tree("<< /Type /Pages /Kids [50 0 R 3 0 R 4 0 R] /Count 2 >>", 2,
               [](testpdf::PdfBuilder& b) { b.Add(50, "<< /Type /Pages /Count 0 >>"); }),
          2, 1},
+        {"nested kids keep their order",
+         Tree("<< /Type /Pages /Kids [50 0 R 3 0 R] >>", 3,
+              [](testpdf::PdfBuilder& b) { b.Add(50, "<< /Type /Pages /Kids [4 0 R 5 0 R] >>"); }),
+         3, 0, "4 5 3"},
+        {"kids not an array", Tree("<< /Type /Pages /Kids 3 0 R >>", 1), 1, 0, "3"},
+        {"kids without type",
+         Tree("<< /Type /Pages /Kids [50 0 R 4 0 R] >>", 2,
+              [](testpdf::PdfBuilder& b) {
+                  b.Add(50, "<< /Kids [3 0 R] >>");
+                  b.Add(4, "<< " + kFont + " /Contents 104 0 R >>");
+              }),
+         2, 0, "3 4"},
         {"root is a page", Tree("<< /Type /Page /MediaBox [0 0 200 200] >>", 0), 1, 0},
         {"page listed twice", Tree("<< /Type /Pages /Kids [3 0 R 3 0 R 4 0 R] /Count 3 >>", 2), 3,
          0},
@@ -146,7 +167,7 @@ TEST(PagesEndToEnd, BrokenTreesKeepEveryPageOtherReadersFind) {
                   b.Add(60, "<< /Subtype /Widget /T (f) /FT /Tx /P 4 0 R /Rect [0 0 9 9] >>");
               }),
          2, 0},
-        {"page tree unreadable", Tree("(not a dictionary)", 3), 3, 0},
+        {"page tree unreadable", Tree("(not a dictionary)", 3), 3, 0, "3 4 5"},
         {"cross-reference chain loops", LoopingChain(), 2, 0},
     };
     TempDir dir;
@@ -160,6 +181,9 @@ TEST(PagesEndToEnd, BrokenTreesKeepEveryPageOtherReadersFind) {
         EXPECT_EQ(copy.pages, c.pages);
         EXPECT_GE(copy.pages, QpdfPages(in, true) - c.invented);
         EXPECT_EQ(copy.check, 0);
+        if (*c.order != 0 && Have("pdftotext -v")) {
+            EXPECT_EQ(copy.order, c.order);
+        }
     }
 }
 
@@ -170,7 +194,7 @@ TEST(PagesEndToEnd, TruncatedFilesAreCopiedOrRefused) {
     if (!Have("qpdf --version"))
         GTEST_SKIP() << "qpdf is not installed";
     TempDir dir;
-    std::string whole = Tree("<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>", 3);
+    std::string whole = Tree("<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>", 3, {}, "");
     std::vector<std::string> files;
     for (size_t cut : {whole.size() / 3, whole.size() * 2 / 3, whole.size() - 40})
         files.push_back(whole.substr(0, cut));

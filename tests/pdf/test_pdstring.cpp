@@ -1,5 +1,4 @@
 #include "pdf/pdstring.h"
-#include "tests/support/diag_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -46,14 +45,6 @@ TEST(PDStringDecode, HexAndLiteralForms) {
     PDStr s("(a\\101)");
     PDDecodeString(s, s);
     EXPECT_EQ(s.View(), "aA");
-}
-
-TEST(PDStringDecode, BadStartsReport) {
-    DiagCapture cap;
-    EXPECT_EQ(Decode("abc"), "");
-    EXPECT_EQ(Decode(""), "");
-    EXPECT_EQ(cap.Text(), "Encoded PDF string must start with '('\n\"abc\"\n"
-                          "Encoded PDF string must start with '('\n\"\"\n");
 }
 
 // With the octal-keeping mode an octal escape already present stays.

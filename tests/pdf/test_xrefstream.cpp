@@ -65,6 +65,15 @@ std::string UpRows(PdfBuilder& b) {
     return PdfBuilder::Deflate(out);
 }
 
+// PlainRows with the TIFF predictor: each byte after the first of a row stored as its difference
+// to the one before.
+std::string TiffRows(PdfBuilder& b) {
+    std::string rows = PlainRows(b), out;
+    for (size_t i = 0; i < rows.size(); ++i)
+        out += static_cast<char>(rows[i] - (i % 4 == 0 ? 0 : rows[i - 1]));
+    return out;
+}
+
 // Rows 0-2, each behind a PNG filter byte: `first` for row 0, 0 ("None") for the others.
 Rows FilterBytes(char first) {
     return [first](PdfBuilder& b) {
@@ -95,6 +104,9 @@ TEST(XrefStream, Layouts) {
          true, ""},
         {"predictor-with-filter-byte-0", w + "/DecodeParms [<< /Predictor 12 /Columns 4 >>]",
          FilterBytes('\0'), false, true, ""},
+        {"predictor-2-tiff", w + "/DecodeParms << /Predictor 2 /Columns 4 >>", TiffRows, false,
+         true, ""},
+        {"filter-null", w + "/Filter null", PlainRows, false, true, ""},
         // The next rows are taken as they stand.
         {"predictor-unexpected-filter-byte", w + predictor + "4 >>", FilterBytes('\x01'), false,
          true, "unexpected predictor 1\n"},

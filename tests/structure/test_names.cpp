@@ -76,38 +76,6 @@ TEST(Names, TreeShape) {
     }
 }
 
-// Position and zoom as given; the first definition wins; -1 is the last page written so far.
-TEST(Names, DestinationObjects) {
-    struct Case {
-        const char* name;
-        int left, top;
-        float zoom;
-        const char* dest;
-    } cases[] = {
-        {"a", 0, 0, 0.0f, "/XYZ null null null ] >>"},
-        {"b", 0, 500, 2.0f, "/XYZ null null 2 ] >>"},
-        {"c", 100, 0, 1.0f, "/XYZ null null 1 ] >>"},
-        {"d", 100, 500, 1.5f, "/XYZ 100 500 1.5 ] >>"},
-        {"e", -20, 700, -1.0f, "/XYZ -20 700 null ] >>"},
-    };
-    MemoryOutput out;
-    out.Names().BindOutput(&out);
-    EXPECT_FALSE(out.Names().AddDest("early", -1, 0, 0, 0));
-    AddPages(out, 2);
-    for (const auto& c : cases)
-        EXPECT_TRUE(out.Names().AddDest(c.name, 0, c.left, c.top, c.zoom));
-    EXPECT_FALSE(out.Names().AddDest("a", 1, 0, 0, 0));
-    EXPECT_TRUE(out.Names().AddDest("last", -1, 0, 0, 0));
-    AddPages(out, 2);
-    std::string bytes = out.Finish();
-    for (const auto& c : cases)
-        EXPECT_NE(bytes.find(c.dest), std::string::npos) << c.dest;
-    EXPECT_NE(bytes.find("<</D [ "), std::string::npos);
-    Reread file(bytes);
-    EXPECT_EQ(Dests(file), (std::map<std::string, int>{
-                               {"a", 0}, {"b", 0}, {"c", 0}, {"d", 0}, {"e", 0}, {"last", 1}}));
-}
-
 // Limits exclude names, trees that lead back to themselves end, absurd nesting is cut off.
 TEST(Names, Lookup) {
     Objects objects{{20, "<< /Kids [21 0 R 22 0 R 23 0 R] >>"},
@@ -187,47 +155,6 @@ TEST(Names, JavaScriptListsMerged) {
         EXPECT_EQ(Bytes(file.At(action, {"/JS"})), "app.alert(1)");
     }
     EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c", "d"}));
-}
-
-// /AcroForm, written only with fields: stored fields, /DR fonts and encoding, /DA, /CO, and the
-// entries carried over.
-TEST(Names, AcroForm) {
-    for (bool withField : {false, true}) {
-        SCOPED_TRACE(withField);
-        MemoryOutput out;
-        PDFInput in;
-        Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
-                           {3, std::string("<< /Type /Page /Parent 2 0 R ") +
-                                   (withField ? "/Annots [6 0 R]" : "") + " >>"},
-                           {6, "<< /Type /Annot /Subtype /Widget /FT /Tx /T (name) /Rect [0 0 9 9] "
-                               ">>"}}));
-        ASSERT_TRUE(in.Transfer(out, 1, 1));
-        int32_t font = out.NewObjectNumber();
-        int32_t encoding = out.NewObjectNumber();
-        out.WriteObject(font, *testpdf::ParseText("<< /Type /Font >>"), 0);
-        out.WriteObject(encoding, *testpdf::ParseText("<< /Type /Encoding >>"), 0);
-        out.Fonts().RegisterResource("/Helv", font);
-        out.Fonts().SetEncodingNumber(encoding);
-        for (int32_t field : out.Fields().TopLevelNumbers())
-            out.Fields().CalculationOrder().Append(field);
-        out.Fields().FormEntries().Dict()->Set("/NeedAppearances",
-                                               std::make_unique<PDValue>("true"));
-        Reread file(out.Finish());
-        const PDValue* form = file.At(file.in.Catalog(), {"/AcroForm"});
-        EXPECT_EQ(form != nullptr, withField);
-        auto text = [&](std::initializer_list<const char*> path) {
-            const PDValue* v = file.At(form, path);
-            return v != nullptr ? v->Text().ToString() : std::string("-");
-        };
-        if (withField) {
-            EXPECT_EQ(text({"/Fields", "0", "/T"}), "(name)");
-            EXPECT_EQ(text({"/CO", "0", "/T"}), "(name)");
-            EXPECT_EQ(text({"/DR", "/Font", "/Helv", "/Type"}), "/Font");
-            EXPECT_EQ(text({"/DR", "/Encoding", "/Type"}), "/Encoding");
-            EXPECT_EQ(text({"/DA"}), "(/Helv 0 Tf 0 g)");
-            EXPECT_EQ(text({"/NeedAppearances"}), "true");
-        }
-    }
 }
 
 } // namespace

@@ -70,20 +70,6 @@ std::unique_ptr<PDValue> Font(const std::string& base, const std::string& widths
         " /Widths " + widths + " >>");
 }
 
-TEST(FontStore, FilesFontsByBaseNameOnce) {
-    PDFontStore store;
-    DiagCapture diag;
-    store.StoreFont(Font("/ABCDEF+Helvetica", "[1]", 32), kBias + 1);
-    store.StoreFont(Font("/Helvetica", "[1]", 32), kBias + 2);
-    store.StoreFont(Font("/GHIJKL+Helvetica", "[1]", 32), kBias + 1);
-    EXPECT_EQ(diag.Text(), "StoreFont\n");
-    store.StoreFont(Font("/AB+Helvetica", "[1]", 32), kBias + 3);
-    store.StoreFont(testpdf::ParseText("<< /Type /Font >>"), kBias + 4);
-    EXPECT_EQ(diag.Text(), "StoreFont\nStoreFont - error 1\n");
-    EXPECT_EQ(store.FontCount("/Helvetica"), 2);
-    EXPECT_EQ(store.FontCount("/AB+Helvetica"), 1);
-}
-
 TEST(FontStore, WriterFillsWidthsAndRenamesNarrowerFonts) {
     MemoryOutput out;
     int32_t narrow = out.NewObjectNumber(); // file number 1
@@ -108,15 +94,6 @@ TEST(FontStore, WriterFillsWidthsAndRenamesNarrowerFonts) {
         for (size_t i = 0; i < c.widths.size(); ++i)
             EXPECT_EQ(widths->Element(static_cast<int>(i))->Number(), c.widths[i]);
     }
-}
-
-TEST(FontStore, SubsetTagDividesByTenButWritesBaseSixteen) {
-    struct Case {
-        int32_t m;
-        const char* tag;
-    } cases[] = {{0, "0"}, {7, "7"}, {12, "1C"}, {255, "29F"}, {123456, "B290"}};
-    for (const Case& c : cases)
-        EXPECT_EQ(PDFontStore::SubsetTag(c.m), c.tag) << c.m;
 }
 
 TEST(Transfer, WidgetsFieldsAndFontsGoToTheStores) {

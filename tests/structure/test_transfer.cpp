@@ -1,8 +1,6 @@
-// Transfers of pages into outputs: what is shared, what is copied again, what is dropped, and the
-// flags and releases behind it.
+// Transfers of pages into outputs: what is shared, what is copied again and what is dropped.
 #include "structure/pdrefcopier.h"
 #include "tests/structure/structure_fixture.h"
-#include "tests/support/diag_capture.h"
 
 using namespace teststructure;
 
@@ -109,57 +107,7 @@ TEST(RefCopier, UnreadableTargetsDropTheirDictionaryEntry) {
         EXPECT_NE(value->Get("/C"), nullptr);
         EXPECT_NE(value->Get("/D"), nullptr);
         EXPECT_NE(value->Get("/E"), nullptr);
-        EXPECT_FALSE(in.NeedsCopy(6));
-        EXPECT_EQ(in.PeekObj(6) != nullptr, caching);
     }
-}
-
-TEST(Transfer, CopyFlags) {
-    PDFInput in;
-    Open(in, Document(kOnePage));       // objects 0..6: the total is 7
-    EXPECT_TRUE(in.NeedsCopy(4));       // no flags yet
-    in.NewObj(PDValue::MakeInteger(1)); // number 7; total 8
-    MemoryOutput out;
-    in.BindOutput(out);
-    in.MarkCopied(4, true);
-    struct Case {
-        int32_t n;
-        bool needs;
-    } cases[] = {{0, false}, {4, false}, {5, true}, {7, true}, {8, true}, {9, false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.n);
-        EXPECT_EQ(in.NeedsCopy(c.n), c.needs);
-    }
-    in.MarkCopied(4, false);
-    EXPECT_TRUE(in.NeedsCopy(4));
-}
-
-TEST(Transfer, ReleaseObjKeepsCurrentPageAndNewObjects) {
-    PDFInput in;
-    Open(in, Document(kOnePage));
-    PDInputObj* page = in.GetObj(3);
-    in.GetObj(4);
-    in.GetObj(6);
-    in.SetCurrentPage(page);
-    PDInputObj* slot = page;
-    EXPECT_FALSE(in.ReleaseObj(slot, true));
-    EXPECT_EQ(slot, nullptr);
-    EXPECT_EQ(in.PeekObj(3), page);
-    EXPECT_EQ(in.PeekObj(4), nullptr); // reached through /Resources
-    EXPECT_EQ(in.PeekObj(6), nullptr);
-
-    PDInputObj* fresh = in.NewObj(PDValue::MakeInteger(1));
-    slot = fresh;
-    EXPECT_FALSE(in.ReleaseObj(slot, false));
-    EXPECT_EQ(in.GetObj(fresh->Number()), fresh);
-
-    DiagCapture diag;
-    PDInputObj stranger(&in, 5);
-    in.GetObj(5);
-    slot = &stranger;
-    EXPECT_FALSE(in.ReleaseObj(slot, false));
-    EXPECT_EQ(diag.Text(), "PDFInput::ReleaseObj - wrong object\n");
-    EXPECT_NE(in.PeekObj(5), nullptr);
 }
 
 } // namespace

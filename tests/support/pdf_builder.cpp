@@ -36,26 +36,13 @@ std::vector<std::pair<int, int>> Runs(const std::vector<int>& sorted) {
 
 } // namespace
 
-PdfBuilder::PdfBuilder(std::string version) : m_version(std::move(version)) {}
-
-PdfBuilder& PdfBuilder::Junk(std::string bytes) {
-    m_out += bytes;
-    return *this;
-}
-
-void PdfBuilder::EnsureHeader() {
-    if (m_headerWritten)
-        return;
-    m_headerWritten = true;
-    m_header = static_cast<int64_t>(m_out.size());
-    m_out += "%PDF-" + m_version + "\n%\xE2\xE3\xCF\xD3\n";
-}
+PdfBuilder::PdfBuilder(const std::string& version)
+    : m_out("%PDF-" + version + "\n%\xE2\xE3\xCF\xD3\n") {}
 
 void PdfBuilder::WriteObject(int num, int gen, const std::string& body) {
-    EnsureHeader();
     auto offset = static_cast<int64_t>(m_out.size());
     m_out += Num(num) + " " + Num(gen) + " obj\n" + body + "\nendobj\n";
-    m_cur.entries[num] = {offset - m_header, gen};
+    m_cur.entries[num] = {offset, gen};
     m_offsets[num] = offset;
     m_maxNum = std::max(m_maxNum, num);
 }
@@ -93,18 +80,8 @@ PdfBuilder& PdfBuilder::ObjectStreamNumber(int num) {
     return *this;
 }
 
-PdfBuilder& PdfBuilder::XrefStreamNumber(int num) {
-    m_cur.xrefStmNum = num;
-    return *this;
-}
-
 PdfBuilder& PdfBuilder::StartXrefObject(int num) {
     m_cur.startObject = num;
-    return *this;
-}
-
-PdfBuilder& PdfBuilder::Tail(std::string bytes) {
-    m_tail += bytes;
     return *this;
 }
 
@@ -118,7 +95,6 @@ PdfBuilder& PdfBuilder::NewSection() {
 std::string PdfBuilder::Build() {
     if (!m_built) {
         CloseSection();
-        m_out += m_tail;
         m_built = true;
     }
     return m_out;
@@ -153,7 +129,6 @@ std::string PdfBuilder::ObjectStreamBody(const Section& s) const {
 }
 
 void PdfBuilder::CloseSection() {
-    EnsureHeader();
     Section& s = m_cur;
     if (!s.packed.empty()) {
         int stm = s.objStmNum > 0 ? s.objStmNum : m_maxNum + 1;
@@ -169,22 +144,21 @@ void PdfBuilder::CloseSection() {
         if (!s.packedEntries.empty()) {
             Section hybrid;
             hybrid.packedEntries = s.packedEntries;
-            hybrid.xrefStmNum = s.xrefStmNum > 0 ? s.xrefStmNum : m_maxNum + 1;
-            xrefStm = static_cast<int64_t>(m_out.size()) - m_header;
+            xrefStm = static_cast<int64_t>(m_out.size());
+            s.entries[m_maxNum + 1] = {xrefStm, 0};
             WriteXrefStream(hybrid, 0, false, false);
-            s.entries[hybrid.xrefStmNum] = {xrefStm, 0};
         }
-        start = static_cast<int64_t>(m_out.size()) - m_header;
+        start = static_cast<int64_t>(m_out.size());
         WriteTable(s, prev, xrefStm);
         break;
     }
     case XrefKind::kStream:
     case XrefKind::kStreamFlate:
-        start = static_cast<int64_t>(m_out.size()) - m_header;
+        start = static_cast<int64_t>(m_out.size());
         WriteXrefStream(s, prev, s.kind == XrefKind::kStreamFlate, true);
         break;
     case XrefKind::kNone:
-        start = s.startObject > 0 ? Offset(s.startObject) - m_header : 0;
+        start = s.startObject > 0 ? Offset(s.startObject) : 0;
         break;
     }
     m_out += "startxref\n" + Num(start) + "\n%%EOF\n";
@@ -244,9 +218,9 @@ std::string PdfBuilder::XrefStreamData(const Section& s, std::vector<int>& nums,
 }
 
 void PdfBuilder::WriteXrefStream(Section& s, int64_t prev, bool flate, bool withTrailer) {
-    int num = s.xrefStmNum > 0 ? s.xrefStmNum : m_maxNum + 1;
+    int num = m_maxNum + 1;
     m_maxNum = std::max(m_maxNum, num);
-    auto offset = static_cast<int64_t>(m_out.size()) - m_header;
+    auto offset = static_cast<int64_t>(m_out.size());
     if (withTrailer)
         s.entries[num] = {offset, 0};
     std::vector<int> nums;

@@ -9,8 +9,7 @@
 //   std::string pdf = b.Build();
 //
 // Objects are written in the order added. Each section ends with its cross-reference data, its
-// trailer (/Size, and /Prev for updates, are filled in) and "startxref". Offsets in the
-// cross-reference data count from the "%PDF-" header, as real files do.
+// trailer (/Size, and /Prev for updates, are filled in) and "startxref".
 #pragma once
 
 #include <cstdint>
@@ -29,10 +28,8 @@ enum class XrefKind {
 
 class PdfBuilder {
 public:
-    explicit PdfBuilder(std::string version = "1.4");
+    explicit PdfBuilder(const std::string& version = "1.4");
 
-    // Bytes written in front of the header.
-    PdfBuilder& Junk(std::string bytes);
     // "num gen obj", the body, "endobj".
     PdfBuilder& Add(int num, std::string body, int gen = 0);
     // A stream object: dictEntries go between "<<" and ">>" (without /Length, which is added).
@@ -42,21 +39,18 @@ public:
     // Trailer entries of this section, e.g. "/Root 1 0 R /Info 5 0 R".
     PdfBuilder& Trailer(std::string entries);
     PdfBuilder& Xref(XrefKind kind);
-    // Number of this section's object stream and cross-reference stream; by default the next
-    // free numbers after every object added so far.
+    // Number of this section's object stream; by default the next free number after every
+    // object added so far.
     PdfBuilder& ObjectStreamNumber(int num);
-    PdfBuilder& XrefStreamNumber(int num);
     // With XrefKind::kNone: the object whose offset "startxref" gives.
     PdfBuilder& StartXrefObject(int num);
-    // Text written between the last section and the end (e.g. to move "startxref" away from it).
-    PdfBuilder& Tail(std::string bytes);
     // Closes the section; what is added next forms an incremental update whose trailer has /Prev.
     PdfBuilder& NewSection();
 
     // Closes the open section and returns the whole file.
     std::string Build();
 
-    // After Build: the file offset (junk included) of the last definition of num; -1 when none.
+    // After Build: the file offset of the last definition of num; -1 when none.
     int64_t Offset(int num) const;
     // After Build: the number behind the last "startxref".
     int64_t StartXref() const { return m_lastStartXref; }
@@ -70,13 +64,11 @@ private:
         std::string trailer;
         XrefKind kind = XrefKind::kTable;
         int objStmNum = 0;
-        int xrefStmNum = 0;
         int startObject = 0;
         std::map<int, std::pair<int64_t, int>> entries;   // num -> (offset from header, gen)
         std::map<int, std::pair<int, int>> packedEntries; // num -> (stream, index)
     };
 
-    void EnsureHeader();
     void CloseSection();
     void WriteObject(int num, int gen, const std::string& body);
     std::string ObjectStreamBody(const Section& s) const;
@@ -84,16 +76,12 @@ private:
     void WriteTable(const Section& s, int64_t prev, int64_t xrefStm);
     void WriteXrefStream(Section& s, int64_t prev, bool flate, bool withTrailer);
 
-    std::string m_version;
     std::string m_out;
-    bool m_headerWritten = false;
     bool m_built = false;
-    int64_t m_header = 0;
     int m_maxNum = 0;
     bool m_first = true;
     int64_t m_prevXref = 0;
     int64_t m_lastStartXref = 0;
-    std::string m_tail;
     Section m_cur;
     std::map<int, int64_t> m_offsets;
 };

@@ -1,78 +1,25 @@
 #include "tests/support/run_tool.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sys/wait.h>
-#include <unistd.h>
-
-namespace {
-
-std::string ReadAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// Only async-signal-safe calls between fork and exec.
-[[noreturn]] void RunChild(const std::string& dir, const std::string& program, char** argv,
-                           const std::string& workDir) {
-    int in = open((dir + "/stdin").c_str(), O_RDONLY);
-    int out = open((dir + "/stdout").c_str(), O_WRONLY);
-    int err = open((dir + "/stderr").c_str(), O_WRONLY);
-    if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0) {
-        _exit(126);
-    }
-    if (!workDir.empty() && chdir(workDir.c_str()) != 0) {
-        _exit(126);
-    }
-    // A hung program is killed instead of hanging the test run; the alarm survives exec.
-    alarm(60);
-    execv(program.c_str(), argv);
-    _exit(127);
-}
-
-} // namespace
 
 ToolResult RunTool(const std::string& program, const std::vector<std::string>& args,
                    const std::string& input, const std::string& workDir) {
     TempDir streams;
-    const std::string& dir = streams.Path();
-    std::ofstream(dir + "/stdin", std::ios::binary) << input;
-    std::ofstream(dir + "/stdout", std::ios::binary).flush();
-    std::ofstream(dir + "/stderr", std::ios::binary).flush();
-
-    std::vector<std::string> storage = args;
-    storage.insert(storage.begin(), program);
-    std::vector<char*> argv;
-    for (std::string& s : storage) {
-        argv.push_back(s.data());
-    }
-    argv.push_back(nullptr);
-
+    const std::string io = streams.Path() + "/";
+    std::ofstream(io + "in", std::ios::binary) << input;
+    std::string cmd = (workDir.empty() ? "" : "cd " + Quote(workDir) + " && ") + Quote(program);
+    for (const std::string& arg : args)
+        cmd += " " + Quote(arg);
     ToolResult result;
-    std::fflush(nullptr);
-    pid_t pid = fork();
-    if (pid < 0) {
-        return result;
-    }
-    if (pid == 0) {
-        RunChild(dir, program, argv.data(), workDir);
-    }
-    int wstatus = 0;
-    pid_t waited = -1;
-    do {
-        waited = waitpid(pid, &wstatus, 0);
-    } while (waited < 0 && errno == EINTR);
-    if (waited == pid && WIFEXITED(wstatus)) {
-        result.status = WEXITSTATUS(wstatus);
-    }
-    result.out = ReadAll(dir + "/stdout");
-    result.err = ReadAll(dir + "/stderr");
+    Shell("sh -c " + Quote(cmd + " <" + io + "in >" + io + "out 2>" + io + "err"), &result.status);
+    result.out = ReadFile(io + "out");
+    result.err = ReadFile(io + "err");
     return result;
 }
 

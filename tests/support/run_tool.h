@@ -29,13 +29,13 @@ bool Have(const std::string& probe);
 std::string Quote(const std::string& s);
 
 struct ToolResult {
-    int status = -1; // exit status; -1 when the program could not be run or did not exit normally
+    int status = -1; // exit status; 128 + n when killed by signal n
     std::string out;
     std::string err;
 };
 
-// Runs program with args (the program name is added as argv[0]) in workDir (empty: the current
-// directory), feeding input to its standard input.
+// Runs program with args in workDir (empty: the current directory), feeding input to its
+// standard input; killed after five minutes.
 ToolResult RunTool(const std::string& program, const std::vector<std::string>& args,
                    const std::string& input = std::string(),
                    const std::string& workDir = std::string());

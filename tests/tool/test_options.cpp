@@ -68,6 +68,8 @@ TEST(ToolOptions, Scan) {
         {{"-fs", " 7.5pt", "9", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6 fs=7.5,9"},
         {{"-fs", "-3", "-9", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6 fs=-3,-9"},
         {{"-fs", "9", "-3", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6 fs=9,-3"},
+        {{"-fs", "1e2x", "nan", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6 fs=100,0"},
+        {{"-fs", "0x10", "1e99", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6"},
     };
     // clang-format on
     for (const auto& [args, scanned] : cases) {

@@ -66,6 +66,8 @@ TEST(ToolRun, Runs) {
     const Calls listed = Join({kOpen, {"ListFields", "CloseTemplate"}});
     const Calls opened = Join({kOpen, {"CreateOutputFile(out.pdf)", "AttachTemplate"}});
     const Calls add = {"AddTextField(F1|0|10|10|100|30|0|12)", "SetFieldValue(F1|abc)"};
+    static const std::string tooLong = std::string(300, 'L') + "=v", minusLong = "-" + tooLong,
+                             longName = "field name too long (" + std::string(40, 'L') + "...)\n";
     static const std::string kImage("%PDF-1.4\n\0\xff%%EOF\r\n", 18);
     // clang-format off
     const RunCase cases[] = {
@@ -87,6 +89,17 @@ TEST(ToolRun, Runs) {
                         Tail(-1, false)}),
          .out = "add field F1 on page 2 at 50/10, w=100, h=30, font=0, size=12.0\n"},
         {"quiet", {"-quiet", "in.pdf", "out.pdf", "+F1=abc"}, Join({opened, add, Tail(-1, false)})},
+        {.what = "failed add reported even when quiet",
+         .args = {"-quiet", "in.pdf", "out.pdf", "+F1=abc"},
+         .calls = Join({opened, add, Tail(-1, false)}), .out = "add form field failed (F1)\n",
+         .setup = [](Fake& s) { s.addOk = false; }},
+        {.what = "report cuts towards zero",
+         .args = {"in.pdf", "out.pdf", "+F1@2,50.9,-3.7,99999999999999999999,20.2,3,7.5=x"},
+         .calls = Join({opened, {"AddTextField(F1|1|50.9|-3.7|1e+20|20.2|3|7.5)",
+                                 "SetFieldValue(F1|x)"}, Tail(-1, false)}),
+         .out = "add field F1 on page 2 at 50/-3, w=2147483647, h=20, font=3, size=7.5\n"},
+        {"names too long", {"in.pdf", "out.pdf", tooLong.c_str(), minusLong.c_str()},
+         Join({opened, Tail(-1, false)}), 0, "", longName + longName},
         {.what = "reports leave standard output to the PDF", .args = {"in.pdf", "-", "+F1", "+F2"},
          .calls = Join({kOpen, {"CreateOutputInMemory", "AttachTemplate",
                                 "AddTextField(F1|0|10|10|100|30|0|12)", "SetFieldValue(F1|)",
@@ -155,16 +168,6 @@ TEST(ToolRun, SecurityAndFontSizesFollowCreation) {
         const std::string what = testing::PrintToString(args);
         CheckRun({what.c_str(), args, Join({created, between, end})});
     }
-}
-
-TEST(ToolRun, UsageGoesToStandardOutput) {
-    FakeFormSession session;
-    CapturedStreams streams;
-    char name[] = "quillet";
-    char* argv[] = {name, nullptr};
-    EXPECT_EQ(RunQuillet(1, argv, session, streams.io), 0);
-    EXPECT_EQ(streams.Out().substr(0, 37), "Form filling and flattening. Version ");
-    EXPECT_EQ(streams.Err(), "");
 }
 
 } // namespace
