@@ -144,12 +144,6 @@ void PDStr::Grow(int added) {
     m_capacity = size;
 }
 
-void PDStr::Append(char byte) {
-    Grow(1);
-    m_text[m_length++] = byte;
-    m_text[m_length] = 0;
-}
-
 void PDStr::Append(const char* text) {
     if (text != nullptr)
         Append(text, CheckedLength(std::strlen(text)));

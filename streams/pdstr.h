@@ -29,7 +29,13 @@ public:
     // Byte at i, or 0 outside the string.
     uint8_t At(int i) const noexcept;
 
-    void Append(char byte);
+    // Inline: the lexer appends one byte at a time.
+    void Append(char byte) {
+        if (m_length + 1 >= m_capacity)
+            Grow(1);
+        m_text[m_length++] = byte;
+        m_text[m_length] = 0;
+    }
     void Append(const char* text);
     void Append(const char* bytes, int length);
     void Append(std::string_view bytes);

@@ -35,7 +35,6 @@ public:
     virtual PasswordResult SetTemplatePassword(const char* password) = 0;
     // Writes the field listing of the template to out.
     virtual void ListFields(FILE* out) = 0;
-    virtual void CloseTemplate() = 0;
     // Drops /Rights from the template catalog's /ViewerPreferences, if present.
     virtual void RemoveUsageRights() = 0;
     // True when the template has an outline whose /Count is greater than 0.

@@ -32,11 +32,6 @@ void PDMarrowSession::ListFields(FILE* out) {
     std::fwrite(listing.data(), 1, listing.size(), out);
 }
 
-void PDMarrowSession::CloseTemplate() {
-    m_document->DetachTemplate();
-    m_template.reset();
-}
-
 void PDMarrowSession::RemoveUsageRights() {
     m_document->RemoveUsageRights();
 }

@@ -18,7 +18,6 @@ public:
     bool TemplateIsEncrypted() override;
     PasswordResult SetTemplatePassword(const char* password) override;
     void ListFields(FILE* out) override;
-    void CloseTemplate() override;
     void RemoveUsageRights() override;
     int TemplatePageCount() override;
     int OutputPageCount() override;

@@ -167,8 +167,9 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
         return 2;
     }
     if (request.list) {
+        // The template is left as it is: taking its objects apart one by one would cost more
+        // than the listing, and the process ends here.
         session.ListFields(io.out);
-        session.CloseTemplate();
         return 0;
     }
     std::vector<std::string> assignments = GatherAssignments(argc, argv, request, io);

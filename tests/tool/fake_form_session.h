@@ -37,7 +37,6 @@ public:
         Log("ListFields");
         std::fputs("LISTING\n", out);
     }
-    void CloseTemplate() override { Log("CloseTemplate"); }
     void RemoveUsageRights() override { Log("RemoveUsageRights"); }
     bool TemplateHasOutline() override { return Log("TemplateHasOutline"), hasOutline; }
     int TemplatePageCount() override { return pagesFound; }
