@@ -44,8 +44,14 @@ function(quillet_add_variant suffix flags)
 
   # Fuzz targets: test and fuzz builds compile them, with a stand-alone runner that replays files
   # unless libFuzzer drives them; the release build is the tool alone.
+  # Where a sanitized variant exists, only it replays the seeds: a seed that breaks the plain build
+  # breaks the sanitized one too, which also sees what the plain one cannot.
   set(fuzz_srcs)
-  if(QUILLET_TESTS OR QUILLET_LIBFUZZER)
+  set(fuzz_here TRUE)
+  if(QUILLET_SANITIZED AND NOT suffix AND NOT QUILLET_LIBFUZZER)
+    set(fuzz_here FALSE)
+  endif()
+  if(fuzz_here AND (QUILLET_TESTS OR QUILLET_LIBFUZZER))
     file(GLOB fuzz_srcs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/fuzz/fuzz_*.cpp)
   endif()
   foreach(src IN LISTS fuzz_srcs)

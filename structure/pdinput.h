@@ -173,6 +173,7 @@ private:
     InheritedFrom InheritedSources(int32_t node);
     int32_t AdoptDirectKid(std::unique_ptr<PDValue> value, int32_t parentNum) override;
     void CollectReleased(PDInputObj& obj, std::vector<int32_t>& out);
+    void ReleaseWritten(PDInputObj& page);
 
     std::vector<std::unique_ptr<PDInputObj>> m_cache; // indexed by object number; 0 unused
     int32_t m_highest = 0;

@@ -398,5 +398,6 @@ bool PDFInput::CopyPage(PDInputObj& page) {
     m_transferred.Append(page.Number());
     m_transferredSet.insert(page.Number());
     m_outputPages.Append(pageIndex);
+    ReleaseWritten(page);
     return true;
 }

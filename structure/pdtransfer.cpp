@@ -220,6 +220,22 @@ void PDFInput::CollectReleased(PDInputObj& obj, std::vector<int32_t>& out) {
     }
 }
 
+// After a page is written, what it brought along leaves the cache, so that a copy holds about one
+// page's objects at a time; what is needed again is read again. Objects that may still change or
+// that are written later stay: held objects, the fields and widgets the output reads when it
+// ends, and pages and page-tree nodes (CollectReleased passes them by).
+void PDFInput::ReleaseWritten(PDInputObj& page) {
+    std::vector<int32_t> reached;
+    CollectReleased(page, reached);
+    reached.push_back(page.Number());
+    for (int32_t n : reached) {
+        if (IsHeld(n) || (m_output != nullptr && m_output->Fields().ReadsFrom(*this, n)))
+            continue;
+        PDInputObj* target = PeekObj(n);
+        ReleaseObj(target, false);
+    }
+}
+
 bool PDFInput::ReleaseObj(PDInputObj*& slot, bool releaseReferenced) {
     if (slot == nullptr)
         return false;
