@@ -1,7 +1,6 @@
 // Output files written by the built tool: file layout, document information, page tree, exit
 // statuses and the files left behind, standard output, and protected outputs. Fixtures are built
-// by the test; the layout is read without the library, and qpdf and pdftotext serve as
-// independent readers where installed.
+// by the test; qpdf serves as the independent reader where installed.
 // GCC 12 at -O2 with the sanitizers reports std::regex internals as maybe uninitialized.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 
@@ -81,55 +80,6 @@ std::string MakeForm(int pages, const std::string& infoBody) {
     return b.Build();
 }
 
-// The offsets of the cross-reference table (0 for free entries) and the trailer that follows it,
-// when both are laid out exactly as the writer lays them out.
-bool ReadLayout(const std::string& pdf, std::vector<int64_t>& offsets, std::string& trailer) {
-    std::smatch m;
-    std::string end = pdf.substr(pdf.size() > 40 ? pdf.size() - 40 : 0);
-    if (!std::regex_search(end, m, std::regex("startxref\r\n([0-9]+)\r\n%%EOF\r\n$")))
-        return false;
-    size_t at = std::min<size_t>(std::stoul(m[1]), pdf.size());
-    std::string head = pdf.substr(at, 40);
-    if (!std::regex_search(head, m, std::regex("^xref\r\n0 ([0-9]+)\r\n0000000000 65535 f\r\n")))
-        return false;
-    size_t count = std::stoul(m[1]);
-    at += static_cast<size_t>(m.length(0)) - 20;
-    static const std::regex entry("([0-9]{10}) ([0-9]{5}) ([fn])\r\n");
-    for (size_t i = 0; i < count; ++i, at += 20) {
-        std::string e = pdf.substr(at, 20);
-        if (!std::regex_match(e, m, entry))
-            return false;
-        offsets.push_back(m[3] == "n" ? std::stoll(m[1]) : 0);
-    }
-    trailer = pdf.substr(at, pdf.find("startxref", at) - at);
-    return true;
-}
-
-// Stream data is binary; the line rules hold for the rest of the file.
-std::vector<std::string> TextLines(const std::string& pdf) {
-    std::string text;
-    size_t at = 0;
-    for (size_t s; (s = pdf.find("\r\nstream\r\n", at)) != std::string::npos;) {
-        text += pdf.substr(at, s + 10 - at);
-        at = pdf.find("endstream", s + 10);
-        if (at == std::string::npos)
-            return {};
-    }
-    text += pdf.substr(at);
-    std::vector<std::string> lines;
-    for (size_t from = 0, to; (to = text.find("\r\n", from)) != std::string::npos; from = to + 2)
-        lines.push_back(text.substr(from, to - from));
-    return lines;
-}
-
-// A line made of one literal string: the only unescaped ")" is the last byte.
-bool OneLiteral(const std::string& line) {
-    size_t i = 1;
-    while (i < line.size() && line[i] != ')')
-        i += line[i] == '\\' ? 2u : 1u;
-    return line.size() > 1 && line[0] == '(' && i == line.size() - 1;
-}
-
 struct Written {
     ToolResult result;
     std::string pdf;
@@ -184,6 +134,8 @@ print(p.get('/Big'), p.get('/Gone'), p['/Arr'][0], p['/Arr'][1], p['/Arr'][2],
 
 } // namespace
 
+// qpdf checks the cross-reference table against the objects and the syntax; the bytes checked
+// here are the layout rules it does not check.
 TEST(OutputEndToEnd, FileLayout) {
     REQUIRE_TOOL();
     TempDir dir;
@@ -194,43 +146,29 @@ TEST(OutputEndToEnd, FileLayout) {
         WriteWith(dir, MakeForm(7, "<< /Producer (Some Writer 1.0) /Subject (" + subject + ") >>"));
     ASSERT_EQ(r.result.status, 0) << r.result.err;
     EXPECT_EQ(r.result.err, "");
+    ExpectQpdfPasses(dir.Path() + "/out.pdf");
     EXPECT_EQ(r.pdf.substr(0, 17), "%PDF-1.4\r\n%\xE2\xE3\xCF\xD3\r\n");
-
-    std::vector<int64_t> offsets;
-    std::string trailer;
-    ASSERT_TRUE(ReadLayout(r.pdf, offsets, trailer)) << r.pdf.substr(r.pdf.rfind("xref"));
-    for (size_t n = 1; n < offsets.size(); ++n) {
-        std::string head = std::to_string(n) + " 0 obj\r\n";
-        EXPECT_EQ(r.pdf.substr(size_t(offsets[n]), head.size()), head) << "object " << n;
-    }
-    EXPECT_NE(trailer.find("/Size " + std::to_string(offsets.size())), std::string::npos);
-    std::smatch m;
-    std::regex id("/ID \\[<([0-9a-f]{32})><([0-9a-f]{32})>\\]\r\n");
-    ASSERT_TRUE(std::regex_search(trailer, m, id)) << trailer;
-    EXPECT_EQ(m[1], m[2]);
-    Reread file(r.pdf);
-    EXPECT_EQ(file.At(file.in.Catalog(), {"/Type"})->Text(), "/Catalog");
-    EXPECT_NE(file.At(file.in.Trailer(), {"/Info", "/Producer"}), nullptr);
-
-    std::vector<std::string> lines = TextLines(r.pdf);
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "(" + subject + ")"), lines.end());
-    for (const std::string& line : lines) {
-        EXPECT_EQ(line.find_first_of("\r\n"), std::string::npos) << "bare line end: " << line;
-        if (line.size() > 75) {
-            EXPECT_TRUE(OneLiteral(line) || line.find(' ') == std::string::npos) << line;
-        }
-        EXPECT_EQ(line.find("  "), std::string::npos) << line;
-    }
+    for (const char* layout : {"\r\nxref\r\n0 [0-9]+\r\n0000000000 65535 f\r\n",
+                               "\r\n/ID \\[<([0-9a-f]{32})><\\1>\\]\r\n",
+                               "\r\nstartxref\r\n[0-9]+\r\n%%EOF\r\n$"})
+        EXPECT_TRUE(std::regex_search(r.pdf, std::regex(layout))) << layout;
+    // A literal longer than a line stands alone on its line, unbroken.
+    EXPECT_NE(r.pdf.find("\r\n(" + subject + ")\r\n"), std::string::npos);
     // A long array wraps between tokens, only where the next one would pass column 75.
-    auto w = std::find_if(lines.begin(), lines.end(),
-                          [](const std::string& l) { return l.find("/Widths [") != l.npos; });
-    ASSERT_NE(w, lines.end());
-    for (; w + 1 != lines.end() && w->find(']') == std::string::npos; ++w)
-        EXPECT_GT(w->size() + 1 + (w + 1)->find(' '), 75u) << *w;
+    std::vector<std::string> lines;
+    for (size_t at = r.pdf.rfind("\r\n", r.pdf.find("/Widths [")) + 2, to;
+         (lines.empty() || lines.back().find(']') == std::string::npos) &&
+         (to = r.pdf.find("\r\n", at)) != std::string::npos;
+         at = to + 2)
+        lines.push_back(r.pdf.substr(at, to - at));
+    ASSERT_GT(lines.size(), 1u);
+    for (size_t i = 0; i + 1 < lines.size(); ++i)
+        EXPECT_TRUE(lines[i].size() <= 75 && lines[i].size() + 1 + lines[i + 1].find(' ') > 75)
+            << lines[i];
+    Reread file(r.pdf);
     const PDValue* widths = file.At(file.Page(0), {"/Resources", "/Font", "/Helv", "/Widths"});
     ASSERT_EQ(widths->ElementCount(), 95);
     EXPECT_EQ(widths->Element(94)->GetInt(), 376);
-    ExpectQpdfPasses(dir.Path() + "/out.pdf");
 }
 
 namespace {

@@ -11,8 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -95,11 +94,9 @@ TEST(ReaderOpen, DefectTable) {
     } cases[] = {
         // clang-format off
         {"intact", Prepend(0), true, 0, 0, true, ""},
-        {"junk-30", Prepend(30), true, 0, 0, true, ""},
         {"junk-999", Prepend(999), true, 0, 0, true, ""},
         {"junk-1000", Prepend(1000), false, pderr::kNoHeader, 0, false, ""},
         {"startxref-2040-from-end", Append(2040), true, 0, 0, true, ""},
-        {"startxref-5000-from-end", Append(5000), true, 0, 0, true, ""},
         {"startxref-20000-from-end", Append(20000), true, 0, 0, true, ""},
         {"startxref-missing", Replace("startxref", "startxrex"), true, pderr::kNoStartxref, 1, true,
          "error scanning xref position ((memory))\n"},
@@ -247,19 +244,17 @@ std::string ContentFile(const std::string& header, const std::string& afterStrea
     return pdf;
 }
 
-// qpdf's RC4 encryption of a content file with the empty user password, patched by edit.
-std::string Encrypted(int bits, const Edit& edit) {
+// qpdf's RC4 encryption of a content file with the empty user password, without the /Length
+// entry that revisions 2 and 3 may leave out.
+std::string EncryptedWithoutLength(int bits) {
     TempDir dir;
     std::string in = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
-    std::string plain = ContentFile("%PDF-1.4", "\n");
-    FILE* f = std::fopen(in.c_str(), "wb");
-    std::fwrite(plain.data(), 1, plain.size(), f);
-    std::fclose(f);
+    std::ofstream(in, std::ios::binary) << ContentFile("%PDF-1.4", "\n");
     Shell("qpdf --allow-weak-crypto --encrypt '' owner " + std::to_string(bits) +
           (bits > 40 ? " --use-aes=n" : "") + " -- " + in + " " + out + " 2>/dev/null");
     std::string pdf = ReadFile(out);
     if (!pdf.empty())
-        edit(pdf);
+        ReplaceOnce(pdf, "/Length " + std::to_string(bits) + " ", "");
     return pdf;
 }
 
@@ -287,42 +282,8 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
              ReplaceOnce(pdf, "/Prev ", "/Prev /Nowhere /Old ");
              return pdf;
          }},
-        {"revision 3 without /Length", [] { return Encrypted(128, Replace("/Length 128 ", "")); }},
-        {"revision 2 without /Length", [] { return Encrypted(40, Replace("/Length 40 ", "")); }},
-        {"revision 3, /U padded with zeros",
-         [] {
-             return Encrypted(128, [](std::string& s) {
-                 size_t at = s.find("/U <");
-                 ASSERT_NE(at, std::string::npos);
-                 s.replace(at + 4 + 32, 32, std::string(32, '0'));
-             });
-         }},
-        {"revision 3, /U zeros written as short octal escapes",
-         [] {
-             return Encrypted(128, [](std::string& s) {
-                 size_t at = s.find("/U <");
-                 ASSERT_NE(at, std::string::npos);
-                 std::string literal = "(";
-                 for (size_t k = 0; k < 16; ++k) {
-                     auto byte =
-                         static_cast<char>(std::stoi(s.substr(at + 4 + 2 * k, 2), nullptr, 16));
-                     if (std::strchr("\\()\r\n", byte) != nullptr || byte == 0) {
-                         char octal[8];
-                         std::snprintf(octal, sizeof octal, "\\%03o",
-                                       static_cast<unsigned char>(byte));
-                         literal += octal;
-                     } else {
-                         literal += byte;
-                     }
-                 }
-                 for (int k = 0; k < 16; ++k)
-                     literal += "\\0";
-                 literal += ")";
-                 ASSERT_LE(literal.size(), 66u);
-                 literal.resize(66, ' '); // offsets stay where the cross-reference table says
-                 s.replace(at + 3, 66, literal);
-             });
-         }},
+        {"revision 3 without /Length", [] { return EncryptedWithoutLength(128); }},
+        {"revision 2 without /Length", [] { return EncryptedWithoutLength(40); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -340,17 +301,6 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
         PDStr decoded;
         EXPECT_EQ(DecodeStream(*content, decoded, &in), 1);
         EXPECT_EQ(decoded.ToString(), "0 0 m S Q ");
-        if (ToolPath() == nullptr || !qpdf)
-            continue;
-        TempDir dir; // the copy passes an independent check
-        std::string name = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
-        FILE* f = std::fopen(name.c_str(), "wb");
-        std::fwrite(pdf.data(), 1, pdf.size(), f);
-        std::fclose(f);
-        EXPECT_EQ(RunTool(ToolPath(), {name, out}).status, 0);
-        int status = -1;
-        std::string report = Shell("qpdf --check " + out + " 2>&1", &status);
-        EXPECT_EQ(status, 0) << report;
     }
 }
 
