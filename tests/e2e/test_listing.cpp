@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -17,10 +16,6 @@ const char* kExampleListing = "name                   1 [180,700/320,24] : Ada L
                               "address.city           1 [180,620/320,24] : \n"
                               "since                   1 [180,580/80,24] : \n"
                               "newsletter              1 [180,540/16,16] : Off\n";
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 } // namespace
 

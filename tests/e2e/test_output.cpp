@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <numeric>
 #include <regex>
 #include <string>
@@ -24,10 +23,6 @@ using teststructure::Bytes;
 using teststructure::Reread;
 
 namespace {
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 std::vector<std::string> Listing(const std::string& dir) {
     std::vector<std::string> names;

@@ -11,7 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -249,7 +248,7 @@ std::string ContentFile(const std::string& header, const std::string& afterStrea
 std::string EncryptedWithoutLength(int bits) {
     TempDir dir;
     std::string in = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
-    std::ofstream(in, std::ios::binary) << ContentFile("%PDF-1.4", "\n");
+    WriteFile(in, ContentFile("%PDF-1.4", "\n"));
     Shell("qpdf --allow-weak-crypto --encrypt '' owner " + std::to_string(bits) +
           (bits > 40 ? " --use-aes=n" : "") + " -- " + in + " " + out + " 2>/dev/null");
     std::string pdf = ReadFile(out);

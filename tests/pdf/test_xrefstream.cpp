@@ -117,7 +117,6 @@ TEST(XrefStream, Layouts) {
         {"length-beyond-the-file", w + "/Length 99999", PlainRows, false, true, ""},
         {"width-9", "/W [1 9 1] /Index [0 3] /Size 4", PlainRows, true, false, ""},
         {"width-negative", "/W [-1 2 1] /Index [0 3] /Size 4", PlainRows, true, false, ""},
-        {"w-two-entries", "/W [1 2] /Index [0 3] /Size 4", PlainRows, true, false, ""},
         {"w-missing", "/Index [0 3] /Size 4", PlainRows, true, false, ""},
         {"columns-huge", "/W [1 2 1] /Size 4 " + predictor + "99999999 >>", PlainRows, true, false,
          ""},

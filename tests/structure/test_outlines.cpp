@@ -55,7 +55,8 @@ TEST(Outlines, CountsAndLinks) {
     Reread file(Write({First()}));
     const PDValue* root = file.At(file.in.Catalog(), {"/Outlines"});
     EXPECT_EQ(file.At(root, {"/Count"})->GetInt(), 5);
-    EXPECT_EQ(Chain(file, file.At(root, {"/First"}), "/Next"), (std::vector<std::string>{"A", "B"}));
+    EXPECT_EQ(Chain(file, file.At(root, {"/First"}), "/Next"),
+              (std::vector<std::string>{"A", "B"}));
     EXPECT_EQ(Chain(file, file.At(root, {"/Last"}), "/Prev"), (std::vector<std::string>{"B", "A"}));
     const PDValue* a = file.At(root, {"/First"});
     EXPECT_EQ(Chain(file, file.At(a, {"/First"}), "/Next"), (std::vector<std::string>{"A1", "A2"}));
