@@ -13,9 +13,10 @@ namespace {
 // "name\tvalue" per widget, as pypdf reads the file; ok is false when it cannot.
 std::vector<std::string> OracleLines(const CorpusFile& f, bool& ok) {
     int status = -1;
-    std::string out = Shell("/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fields.py " +
-                                Quote(f.path) + " " + Quote(f.userPassword) + " 2>/dev/null",
-                            &status);
+    std::string out =
+        Shell("/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fields.py " +
+                  Quote(f.path) + " " + Quote(f.userPassword) + " 2>/dev/null",
+              &status);
     ok = status == 0;
     std::vector<std::string> lines;
     for (size_t from = 0, to; (to = out.find('\n', from)) != std::string::npos; from = to + 1)

@@ -143,9 +143,9 @@ TEST(OutputEndToEnd, FileLayout) {
     EXPECT_EQ(r.result.err, "");
     ExpectQpdfPasses(dir.Path() + "/out.pdf");
     EXPECT_EQ(r.pdf.substr(0, 17), "%PDF-1.4\r\n%\xE2\xE3\xCF\xD3\r\n");
-    for (const char* layout : {"\r\nxref\r\n0 [0-9]+\r\n0000000000 65535 f\r\n",
-                               "\r\n/ID \\[<([0-9a-f]{32})><\\1>\\]\r\n",
-                               "\r\nstartxref\r\n[0-9]+\r\n%%EOF\r\n$"})
+    for (const char* layout :
+         {"\r\nxref\r\n0 [0-9]+\r\n0000000000 65535 f\r\n",
+          "\r\n/ID \\[<([0-9a-f]{32})><\\1>\\]\r\n", "\r\nstartxref\r\n[0-9]+\r\n%%EOF\r\n$"})
         EXPECT_TRUE(std::regex_search(r.pdf, std::regex(layout))) << layout;
     // A literal longer than a line stands alone on its line, unbroken.
     EXPECT_NE(r.pdf.find("\r\n(" + subject + ")\r\n"), std::string::npos);

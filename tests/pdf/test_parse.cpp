@@ -151,14 +151,13 @@ TEST(Parse, NestingIsCapped) {
 
 TEST(Parse, IndirectObjectHeader) {
     // input, whether a header was found, number, generation, value
+    // clang-format off
     const std::tuple<std::string, bool, int32_t, int32_t, std::string> cases[] = {
         {"3 1 obj << /Type /X >> endobj", true, 3, 1, "{/Type:T/X}"},
         {"  12 0 obj\r\n[1 2]\r\nendobj", true, 12, 0, "[I1 I2]"},
-        {"7 0 obj 42 endobj", true, 7, 0, "I42"},
-        {"3 0 R", false, 0, 0, "null"},
-        {"obj 3 0", false, 0, 0, "null"},
-        {"", false, 0, 0, "null"},
-    };
+        {"7 0 obj 42 endobj", true, 7, 0, "I42"}, {"3 0 R", false, 0, 0, "null"},
+        {"obj 3 0", false, 0, 0, "null"},         {"", false, 0, 0, "null"}};
+    // clang-format on
     for (const auto& [input, ok, number, generation, value] : cases) {
         SCOPED_TRACE(input);
         TestHost host(input);

@@ -217,21 +217,6 @@ TEST(ReaderSections, HybridTableEntryWins) {
     EXPECT_EQ(TextOf(in, 5), "(packed five)");
 }
 
-TEST(ReaderLoad, WrongObjectAtOffsetIsReported) {
-    PdfBuilder b;
-    AddOnePageDocument(b);
-    std::string pdf = b.Build();
-    // Object 3 is gone from the file and its entry points at object 2.
-    size_t base = pdf.find("xref\n0 4\n") + 9;
-    pdf.replace(base + 60, 20, pdf.substr(base + 40, 20));
-    pdf.replace(pdf.find("3 0 obj"), 7, "%%%%%%%");
-    PDFInput in;
-    ASSERT_TRUE(Open(in, pdf));
-    DiagCapture diag;
-    EXPECT_EQ(in.GetObj(3), nullptr);
-    EXPECT_EQ(diag.Text(), "Read failed for id 3\nfound 2\n");
-}
-
 // A one-page file whose page draws content, in the hand-made shapes of other writers.
 std::string ContentFile(const std::string& header, const std::string& afterStream) {
     PdfBuilder b("1.4");

@@ -29,15 +29,8 @@ TEST(Transfer, IntoASecondOutput) {
     }
 }
 
-TEST(Transfer, PageRangeAndMissingTree) {
-    Reread back(CopyPages(Document({{2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>"},
-                                    {3, "<< /Type /Page /Parent 2 0 R /Rotate 1 >>"},
-                                    {4, "<< /Type /Page /Parent 2 0 R /Rotate 2 >>"},
-                                    {5, "<< /Type /Page /Parent 2 0 R /Rotate 3 >>"}}),
-                          2, 3));
-    ASSERT_EQ(back.pages.size(), 2u);
-    EXPECT_EQ(back.Page(0)->Get("/Rotate")->Number(), 2);
-
+// The tool always transfers every page; a tree that leads nowhere fails the transfer.
+TEST(Transfer, MissingTree) {
     PDFInput broken;
     Open(broken, Document({{2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>"}}));
     MemoryOutput out;
