@@ -72,22 +72,19 @@ TEST(ListingEndToEnd, EncryptedTemplatesOpenOnlyWithTheirPassword) {
         const char* keyBits;
         std::vector<std::string> args;
         int status;
-        const char* err;
-    } cases[] = {
-        {"40", {"-pw", "user", "locked.pdf"}, 0, ""},
-        {"40", {"-pw", "owner", "locked.pdf"}, 0, ""},
-        {"128", {"-pw", "user", "locked.pdf"}, 0, ""},
+        std::string err;
+    };
+    const std::string wrong = "File 'locked.pdf' cannot be opened: the password is wrong\n";
+    // clang-format off
+    const Case cases[] = {
+        {"40", {"-pw", "user", "locked.pdf"}, 0, ""}, {"40", {"-pw", "owner", "locked.pdf"}, 0, ""},
+        {"128", {"-pw", "user", "locked.pdf"}, 0, ""}, {"128", {"locked.pdf"}, 2, wrong},
         {"128", {"-pw", "owner", "-l", "locked.pdf", "out.pdf"}, 0, ""},
-        {"128", {"locked.pdf"}, 2, "File 'locked.pdf' cannot be opened: the password is wrong\n"},
-        {"40",
-         {"-pw", "guess", "locked.pdf", "out.pdf", "a=b"},
-         2,
-         "File 'locked.pdf' cannot be opened: the password is wrong\n"},
-        {"aes",
-         {"-pw", "user", "locked.pdf", "out.pdf"},
-         2,
+        {"40", {"-pw", "guess", "locked.pdf", "out.pdf", "a=b"}, 2, wrong},
+        {"aes", {"-pw", "user", "locked.pdf", "out.pdf"}, 2,
          "File 'locked.pdf' cannot be opened: its encryption is not supported\n"},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.keyBits) + " " + testing::PrintToString(c.args));
         std::string how = std::string(c.keyBits) == "aes" ? "128 --use-aes=y" : c.keyBits;

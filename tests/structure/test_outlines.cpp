@@ -117,28 +117,25 @@ TEST(Outlines, DamagedChains) {
         const char* name;
         Objects items;
         int written;
-    } cases[] = {
-        {"sibling loop",
-         {{11, "<< /Title (a) /Next 12 0 R >>"}, {12, "<< /Title (b) /Next 11 0 R >>"}},
-         2},
-        {"own child",
-         {{11, "<< /Title (a) /First 11 0 R /Next 12 0 R >>"},
-          {12, "<< /Title (b) /First 11 0 R >>"}},
-         2},
+    };
+    // clang-format off
+    const Case cases[] = {
+        {"sibling loop", {{11, "<< /Title (a) /Next 12 0 R >>"},
+                          {12, "<< /Title (b) /Next 11 0 R >>"}}, 2},
+        {"own child", {{11, "<< /Title (a) /First 11 0 R /Next 12 0 R >>"},
+                       {12, "<< /Title (b) /First 11 0 R >>"}}, 2},
         {"not a dictionary", {{11, "<< /Title (a) /Next 12 0 R >>"}, {12, "[1 2]"}}, 1},
-        {"huge counts",
-         {{11, "<< /Title (a) /Count 2147483647 /Next 12 0 R >>"},
-          {12, "<< /Title (b) /Count 99999999999 >>"}},
-         2},
+        {"huge counts", {{11, "<< /Title (a) /Count 2147483647 /Next 12 0 R >>"},
+                         {12, "<< /Title (b) /Count 99999999999 >>"}}, 2},
         {"nested", nested, pdlimits::kMaxTreeDepth},
         {"long chain", siblings, longChain},
     };
+    // clang-format on
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         std::string bytes = Write({Input(1, "<< /Type /Outlines /First 11 0 R >>", c.items)});
         int titles = 0;
-        for (size_t at = bytes.find("/Title"); at != std::string::npos;
-             at = bytes.find("/Title", at + 1))
+        for (size_t at = 0; (at = bytes.find("/Title", at)) != std::string::npos; ++at)
             ++titles;
         EXPECT_EQ(titles, c.written);
     }
