@@ -157,6 +157,33 @@ TEST(ReaderOpen, DefectTable) {
     }
 }
 
+// Object 4 leads through 5 to 6, 7 names itself: references resolve to the end of a chain, and
+// a loop or a number the file does not have resolves to nothing.
+TEST(ReaderCache, Resolve) {
+    PdfBuilder b;
+    AddOnePageDocument(b);
+    b.Add(4, "5 0 R").Add(5, "6 0 R").Add(6, "(end)").Add(7, "7 0 R").Add(8, "<< /A 4 0 R >>");
+    PDFInput in;
+    ASSERT_TRUE(Open(in, b.Build()));
+    const std::pair<int32_t, const char*> cases[] = {
+        {0, "<null>"},
+        {-1, "<null>"},
+        {6, "(end)"},
+        {4, "(end)"},
+        {7, "<null>"},
+        {9, "<null>"},
+        {PDFInput::kOutputBias + 6, "<null>"},
+    };
+    for (const auto& [n, resolved] : cases) {
+        auto ref = PDValue::MakeReference(n);
+        const PDValue* v = in.Resolve(ref.get());
+        EXPECT_EQ(v != nullptr ? v->Text().ToString() : "<null>", resolved) << n;
+    }
+    EXPECT_EQ(in.ResolveKey(in.GetObj(8)->Value(), "/A")->Text().ToString(), "(end)");
+    PDValue direct("(x)");
+    EXPECT_EQ(in.Resolve(&direct), &direct);
+}
+
 // Two sections: object 4 redefined by the update, 5 only in the older one. Each section is read
 // once, even when a /Prev points back and ends the chain.
 TEST(ReaderSections, UpdateChains) {
