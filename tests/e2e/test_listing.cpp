@@ -1,5 +1,5 @@
 // Listing runs of the built tool: what is printed, the exit status, and that nothing is created.
-#include "tests/support/pdf_builder.h"
+#include "tests/structure/structure_fixture.h"
 #include "tests/support/run_tool.h"
 
 #include <gtest/gtest.h>
@@ -36,19 +36,10 @@ TEST(ListingEndToEnd, ListsTheExampleFormEitherWay) {
 
 TEST(ListingEndToEnd, FilesThatAreNoFormsListNothing) {
     REQUIRE_TOOL();
-    testpdf::PdfBuilder b("1.4");
-    b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
-    b.Add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
-    b.Trailer("/Root 1 0 R");
-    testpdf::PdfBuilder empty("1.4");
-    empty.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    empty.Add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    empty.Trailer("/Root 1 0 R");
     TempDir dir;
-    WriteFile(dir.Path() + "/plain.pdf", b.Build());
+    WriteFile(dir.Path() + "/plain.pdf", teststructure::WithPages(1, {}));
     WriteFile(dir.Path() + "/text.pdf", "this is not a PDF file at all\n");
-    WriteFile(dir.Path() + "/empty.pdf", empty.Build());
+    WriteFile(dir.Path() + "/empty.pdf", teststructure::WithPages(0, {}));
     ToolResult plain = RunTool(ToolPath(), {"plain.pdf"}, "", dir.Path());
     EXPECT_EQ(plain.status, 0);
     EXPECT_EQ(plain.out, "");
