@@ -21,9 +21,7 @@ using testpdf::XrefKind;
 
 namespace {
 
-bool Open(PDFInput& in, const std::string& pdf) {
-    return testpdf::OpenBytes(in, pdf);
-}
+using testpdf::OpenBytes;
 
 // Catalog 1, page-tree root 2, one page 3.
 void AddOnePageDocument(PdfBuilder& b) {
@@ -138,7 +136,7 @@ TEST(ReaderOpen, DefectTable) {
         c.damage(pdf);
         DiagCapture diag;
         PDFInput in;
-        EXPECT_EQ(Open(in, pdf), c.opens);
+        EXPECT_EQ(OpenBytes(in, pdf), c.opens);
         EXPECT_EQ(in.ErrorCode(), c.error);
         EXPECT_NE(diag.Text().find(c.diag), std::string::npos) << diag.Text();
         if (!c.opens)
@@ -164,7 +162,7 @@ TEST(ReaderCache, Resolve) {
     AddOnePageDocument(b);
     b.Add(4, "5 0 R").Add(5, "6 0 R").Add(6, "(end)").Add(7, "7 0 R").Add(8, "<< /A 4 0 R >>");
     PDFInput in;
-    ASSERT_TRUE(Open(in, b.Build()));
+    ASSERT_TRUE(OpenBytes(in, b.Build()));
     const std::pair<int32_t, const char*> cases[] = {
         {0, "<null>"},
         {-1, "<null>"},
@@ -207,7 +205,7 @@ TEST(ReaderSections, UpdateChains) {
         if (c.loop) // the oldest section names the newest as its predecessor
             ReplaceOnce(pdf, "1111111111", std::string(10 - newest.size(), '0') + newest);
         PDFInput in;
-        ASSERT_TRUE(Open(in, pdf));
+        ASSERT_TRUE(OpenBytes(in, pdf));
         EXPECT_FALSE(in.WasReconstructed());
         EXPECT_EQ(in.RootNumber(), 1);
         EXPECT_EQ(TextOf(in, 4), "(new)");
@@ -226,7 +224,7 @@ TEST(ReaderSections, OldVersionPointingAtAnObject) {
         DiagCapture diag;
         PDFInput in;
         // No trailer anywhere: the catalog is found among the objects.
-        EXPECT_TRUE(Open(in, b.Build()));
+        EXPECT_TRUE(OpenBytes(in, b.Build()));
         EXPECT_TRUE(in.WasReconstructed());
         bool old = std::string(version) == "1.4";
         EXPECT_EQ(diag.Text().find("expect 'xref'\nfound ") != std::string::npos, old)
@@ -239,7 +237,7 @@ TEST(ReaderSections, HybridTableEntryWins) {
     AddOnePageDocument(b);
     b.Add(4, "(file)").AddPacked(4, "(packed)").AddPacked(5, "(packed five)");
     PDFInput in;
-    ASSERT_TRUE(Open(in, b.Build()));
+    ASSERT_TRUE(OpenBytes(in, b.Build()));
     EXPECT_EQ(TextOf(in, 4), "(file)");
     EXPECT_EQ(TextOf(in, 5), "(packed five)");
 }
@@ -304,7 +302,7 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
             continue;
         }
         PDFInput in;
-        ASSERT_TRUE(Open(in, pdf));
+        ASSERT_TRUE(OpenBytes(in, pdf));
         EXPECT_EQ(in.PasswordStatus() == PDPasswordStatus::kRejected, false);
         EXPECT_EQ(in.PageNumbers(), std::vector<int32_t>{3});
         std::unique_ptr<PDValue> content = in.LoadValue(4);
@@ -325,7 +323,7 @@ TEST(ReaderOpen, StreamsWithoutEndstreamReadOnce) {
         b.Add(n, "<< /Length 999999 >>\nstream\n0 0 m S Q 0 0 m S Q");
     std::string pdf = b.Build();
     PDFInput in;
-    ASSERT_TRUE(Open(in, pdf));
+    ASSERT_TRUE(OpenBytes(in, pdf));
     int64_t read = 0;
     for (int n = 10; n < 10 + count; ++n) {
         std::unique_ptr<PDValue> value = in.LoadValue(n);

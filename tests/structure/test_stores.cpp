@@ -1,5 +1,6 @@
-// The output's stores: widgets and fields (StoreField with its merges), fonts with widths
-// (StoreFont and the font writer), and how a transfer routes objects to them.
+// The output's stores: fields (StoreField with its merges) and fonts with widths (StoreFont and
+// the font writer). How a transfer routes widgets, fields and fonts to them shows in the corpus
+// copies, which readers compare field by field and page image by page image.
 #include "pdf/pdkeys.h"
 #include "tests/structure/structure_fixture.h"
 #include "tests/support/diag_capture.h"
@@ -73,31 +74,6 @@ TEST(FontStore, WriterFillsWidthsAndRenamesNarrowerFonts) {
         for (size_t i = 0; i < c.widths.size(); ++i)
             EXPECT_EQ(widths->Element(static_cast<int>(i))->Number(), c.widths[i]);
     }
-}
-
-TEST(Transfer, WidgetsFieldsAndFontsGoToTheStores) {
-    PDFInput in;
-    Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
-                       {3, "<< /Type /Page /Parent 2 0 R /Annots [10 0 R] >>"},
-                       {10, "<< /Type /Annot /Subtype /Widget /T (w) /FT /Tx /Rect [0 0 9 9] /AP "
-                            "<< /N 11 0 R >> >>"},
-                       {11, "/Type /XObject /Subtype /Form /BBox [0 0 9 9] /Resources << /Font << "
-                            "/Helv 12 0 R >> >>stream:BT /Helv 9 Tf ET"},
-                       {12, "<< /Type /Font /Subtype /TrueType /BaseFont /ABCDEF+Arial /FirstChar "
-                            "32 /LastChar 33 /Widths 13 0 R >>"},
-                       {13, "[278 0]"}}));
-    MemoryOutput out;
-    ASSERT_TRUE(in.Transfer(out, 1, 1));
-    EXPECT_EQ(out.Fields().TopLevelNumbers().size(), 1u);
-    ASSERT_EQ(out.Fonts().Resources().size(), 1u);
-    Reread back(out.Finish());
-    ASSERT_TRUE(back.ok);
-    const PDValue* widget = back.At(back.Page(0), {"/Annots", "0"});
-    EXPECT_EQ(back.At(widget, {"/T"})->Text(), "(w)");
-    const PDValue* font = back.At(widget, {"/AP", "/N", "/Resources", "/Font", "/Helv"});
-    EXPECT_EQ(font->Number(), out.Fonts().Resources()[0].second % kBias);
-    EXPECT_EQ(back.At(font, {"/Widths"})->Kind(), kPDArray);
-    EXPECT_EQ(back.At(font, {"/BaseFont"})->Text(), "/ABCDEF+Arial");
 }
 
 } // namespace
