@@ -117,13 +117,11 @@ TEST(PDNameTest, EncodeAndDecode) {
         EXPECT_EQ(name.View(), text);
         EXPECT_EQ(PDDecodeName(name.Text(), name.Length()).View(), raw) << text;
     }
+    // clang-format off
     const std::pair<const char*, std::string_view> decoded[] = {
-        {"/#4a#4A", "JJ"},
-        {"/a#2", "a#2"},
-        {"/a#zz", "a#zz"},
-        {"noslash#41", "noslash#41"},
-        {"/#00x", std::string_view("\0x", 2)},
-    };
+        {"/#4a#4A", "JJ"}, {"/a#2", "a#2"}, {"/a#zz", "a#zz"}, {"noslash#41", "noslash#41"},
+        {"/#00x", std::string_view("\0x", 2)}};
+    // clang-format on
     for (const auto& [text, bytes] : decoded) {
         const int n = static_cast<int>(std::strlen(text));
         EXPECT_EQ(PDDecodeName(text, n).View(), bytes) << text;
