@@ -18,6 +18,10 @@ struct CorpusFile {
 
 // Empty when the corpus folder is absent.
 std::vector<CorpusFile> LoadCorpusManifest();
+#define REQUIRE_CORPUS()                                                                           \
+    if (LoadCorpusManifest().empty()) {                                                            \
+        GTEST_SKIP() << "no corpus beside the checkout";                                           \
+    }
 // The shared data folder (corpus, benchmark forms) and its corpus; the files may be absent.
 std::string SharedDir();
 std::string CorpusDir();

@@ -1,54 +1,26 @@
 // Field listing of the real-world files against an independent reader (pypdf), when installed.
 #include "forms/form_template.h"
 #include "tests/corpus/corpus_manifest.h"
+#include "tests/support/run_tool.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 namespace {
 
-const char* kPython = "/usr/bin/python3";
-
-bool HavePypdf() {
-    static int have = -1;
-    if (have < 0) {
-        std::string cmd = std::string(kPython) + " -c 'import pypdf' 2>/dev/null";
-        have = std::filesystem::exists(kPython) && std::system(cmd.c_str()) == 0 ? 1 : 0;
-    }
-    return have == 1;
-}
-
-std::string Quote(const std::string& s) {
-    std::string q = "'";
-    for (char c : s)
-        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return q + "'";
-}
-
-// "name\tvalue" per widget, as pypdf reads the file; nullopt-like empty + ok=false on failure.
-std::vector<std::string> OracleLines(const CorpusFile& f, const std::string& password, bool& ok) {
-    std::string cmd = std::string(kPython) +
-                      " " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fields.py " + Quote(f.path) +
-                      " " + Quote(password) + " 2>/dev/null";
+// "name\tvalue" per widget, as pypdf reads the file; ok is false when it cannot.
+std::vector<std::string> OracleLines(const CorpusFile& f, bool& ok) {
+    int status = -1;
+    std::string out =
+        Shell("/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fields.py " +
+                  Quote(f.path) + " " + Quote(f.userPassword) + " 2>/dev/null",
+              &status);
+    ok = status == 0;
     std::vector<std::string> lines;
-    FILE* p = popen(cmd.c_str(), "r");
-    ok = p != nullptr;
-    if (p == nullptr)
-        return lines;
-    std::string line;
-    for (int c; (c = std::fgetc(p)) != EOF;) {
-        if (c == '\n') {
-            lines.push_back(line);
-            line.clear();
-        } else {
-            line += static_cast<char>(c);
-        }
-    }
-    ok = pclose(p) == 0;
+    for (size_t from = 0, to; (to = out.find('\n', from)) != std::string::npos; from = to + 1)
+        lines.push_back(out.substr(from, to - from));
     return lines;
 }
 
@@ -57,22 +29,10 @@ std::vector<std::string> OurLines(PDFormTemplate& doc) {
     PDFieldInfo field;
     for (int n = 1; doc.GetField(n, field); ++n) {
         PDWidgetInfo w;
-        for (int k = 1; doc.GetWidget(n, k, w); ++k) {
+        for (int k = 1; doc.GetWidget(n, k, w); ++k)
             lines.push_back(field.name.ToString() + "\t" + field.value.ToString());
-        }
     }
     return lines;
-}
-
-void ExpectSameLines(const std::vector<std::string>& ours, const std::vector<std::string>& theirs) {
-    EXPECT_EQ(ours.size(), theirs.size());
-    for (size_t i = 0; i < ours.size() && i < theirs.size(); ++i) {
-        if (ours[i] != theirs[i]) {
-            ADD_FAILURE() << "line " << i << ": ours '" << ours[i] << "', theirs '" << theirs[i]
-                          << "'";
-            return;
-        }
-    }
 }
 
 // Passwords worth trying on a file: the user password, and the owner password when known.
@@ -88,27 +48,25 @@ std::vector<std::string> Passwords(const CorpusFile& f) {
 } // namespace
 
 TEST(CorpusListing, EveryFormListsWhatAnIndependentReaderFinds) {
-    std::vector<CorpusFile> files = LoadCorpusManifest();
-    if (files.empty())
-        GTEST_SKIP() << "no corpus beside the checkout";
-    if (!HavePypdf())
+    REQUIRE_CORPUS();
+    if (!Have("/usr/bin/python3 -c 'import pypdf'"))
         GTEST_SKIP() << "pypdf is not installed";
     int compared = 0;
-    for (const CorpusFile& f : files) {
+    for (const CorpusFile& f : LoadCorpusManifest()) {
         if (f.IsAes() || f.terminalFields == 0)
             continue;
+        bool ok = false;
+        std::vector<std::string> expected = OracleLines(f, ok);
+        if (!ok)
+            continue; // the oracle itself cannot read this file
         for (const std::string& pw : Passwords(f)) {
             SCOPED_TRACE(f.name + " password '" + pw + "'");
-            bool ok = false;
-            std::vector<std::string> expected = OracleLines(f, f.userPassword, ok);
-            if (!ok)
-                continue; // the oracle itself cannot read this file
             PDFormTemplate doc;
             ASSERT_TRUE(doc.OpenRead(f.path.c_str())) << doc.ErrorCode();
             if (doc.IsEncrypted()) {
                 ASSERT_TRUE(doc.SetPassword(pw.c_str()));
             }
-            ExpectSameLines(OurLines(doc), expected);
+            EXPECT_EQ(OurLines(doc), expected);
             ++compared;
         }
     }
@@ -116,10 +74,8 @@ TEST(CorpusListing, EveryFormListsWhatAnIndependentReaderFinds) {
 }
 
 TEST(CorpusListing, LockedFilesDoNotOpenWithoutTheirKey) {
-    std::vector<CorpusFile> files = LoadCorpusManifest();
-    if (files.empty())
-        GTEST_SKIP() << "no corpus beside the checkout";
-    for (const CorpusFile& f : files) {
+    REQUIRE_CORPUS();
+    for (const CorpusFile& f : LoadCorpusManifest()) {
         if (!f.IsAes() && !(f.IsRc4() && !f.userPassword.empty()))
             continue;
         SCOPED_TRACE(f.name);

@@ -6,11 +6,10 @@
 
 #include "pdf/pdstring.h"
 #include "tests/corpus/corpus_manifest.h"
+#include "tests/support/run_tool.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -19,11 +18,6 @@ namespace {
 // Handlers the library cannot decrypt: AES, and crypt filters (/V 4 and up) even with RC4.
 bool Unsupported(const CorpusFile& f) {
     return f.IsAes() || f.encrypted.find("V4") != std::string::npos;
-}
-
-std::vector<uint8_t> ReadAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // Loads objects 1 .. limit - 1 and walks the pages; the number of objects read.
@@ -36,10 +30,8 @@ int Exercise(PDFInput& in, int32_t limit) {
 }
 
 TEST(CorpusOpen, EveryFileOpensWithItsPages) {
-    std::vector<CorpusFile> files = LoadCorpusManifest();
-    if (files.empty())
-        GTEST_SKIP() << "no corpus";
-    for (const auto& f : files) {
+    REQUIRE_CORPUS();
+    for (const auto& f : LoadCorpusManifest()) {
         SCOPED_TRACE(f.name);
         PDFInput in;
         ASSERT_TRUE(in.OpenRead(f.path.c_str())) << in.ErrorCode();
@@ -86,8 +78,7 @@ TEST(CorpusOpen, StringsDecrypted) {
         {"pdfjs-issue17215-rc4-128.pdf", "", "PDFsharp 1.50.5147 (www.pdfsharp.com)"},
         {"pdfjs-bug900822-rc4-40.pdf", "", "ReportBuilder"},
     };
-    if (LoadCorpusManifest().empty())
-        GTEST_SKIP() << "no corpus";
+    REQUIRE_CORPUS();
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.file) + " / " + c.password);
         PDFInput in;
@@ -104,8 +95,7 @@ TEST(CorpusOpen, StringsDecrypted) {
 }
 
 TEST(CorpusOpen, WrongPasswordRejected) {
-    if (LoadCorpusManifest().empty())
-        GTEST_SKIP() << "no corpus";
+    REQUIRE_CORPUS();
     PDFInput in;
     ASSERT_TRUE(in.OpenRead((CorpusDir() + "/pdfminer-rc4-40-userpw.pdf").c_str()));
     EXPECT_EQ(in.PasswordStatus(), PDPasswordStatus::kRejected);
@@ -116,29 +106,28 @@ TEST(CorpusOpen, WrongPasswordRejected) {
 
 // Truncated and bit-flipped copies open or fail, and list what they can, but never crash or hang.
 TEST(CorpusOpen, DamagedCopies) {
-    std::vector<CorpusFile> files = LoadCorpusManifest();
-    if (files.empty())
-        GTEST_SKIP() << "no corpus";
+    REQUIRE_CORPUS();
     uint32_t seed = 12345;
     auto next = [&seed]() {
         seed = seed * 1103515245u + 12345u;
         return seed >> 8;
     };
-    for (const auto& f : files) {
+    for (const auto& f : LoadCorpusManifest()) {
         SCOPED_TRACE(f.name);
-        std::vector<uint8_t> bytes = ReadAll(f.path);
+        std::string bytes = ReadFile(f.path);
         ASSERT_FALSE(bytes.empty());
-        std::vector<std::vector<uint8_t>> copies;
+        std::vector<std::string> copies;
         for (size_t cut : {bytes.size() / 5, bytes.size() / 2, bytes.size() - 1, bytes.size() - 40})
-            copies.emplace_back(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(cut));
+            copies.push_back(bytes.substr(0, cut));
         for (int round = 0; round < 3; ++round) {
             copies.push_back(bytes);
             for (int flip = 0; flip < 24; ++flip)
-                copies.back()[next() % bytes.size()] ^= static_cast<uint8_t>(1u << (next() % 8));
+                copies.back()[next() % bytes.size()] ^= static_cast<char>(1u << (next() % 8));
         }
         for (const auto& copy : copies) {
             PDFormTemplate in;
-            if (in.OpenMemory(copy.data(), static_cast<int64_t>(copy.size()))) {
+            if (in.OpenMemory(reinterpret_cast<const uint8_t*>(copy.data()),
+                              static_cast<int64_t>(copy.size()))) {
                 in.SetPassword(f.userPassword.c_str());
                 in.ListFields();
                 Exercise(in, 600);

@@ -1,12 +1,11 @@
 // Listing runs of the built tool: what is printed, the exit status, and that nothing is created.
-#include "tests/support/pdf_builder.h"
+#include "tests/structure/structure_fixture.h"
 #include "tests/support/run_tool.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -17,10 +16,6 @@ const char* kExampleListing = "name                   1 [180,700/320,24] : Ada L
                               "address.city           1 [180,620/320,24] : \n"
                               "since                   1 [180,580/80,24] : \n"
                               "newsletter              1 [180,540/16,16] : Off\n";
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 } // namespace
 
@@ -41,19 +36,10 @@ TEST(ListingEndToEnd, ListsTheExampleFormEitherWay) {
 
 TEST(ListingEndToEnd, FilesThatAreNoFormsListNothing) {
     REQUIRE_TOOL();
-    testpdf::PdfBuilder b("1.4");
-    b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
-    b.Add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] >>");
-    b.Trailer("/Root 1 0 R");
-    testpdf::PdfBuilder empty("1.4");
-    empty.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    empty.Add(2, "<< /Type /Pages /Kids [] /Count 0 >>");
-    empty.Trailer("/Root 1 0 R");
     TempDir dir;
-    WriteFile(dir.Path() + "/plain.pdf", b.Build());
+    WriteFile(dir.Path() + "/plain.pdf", teststructure::WithPages(1, {}));
     WriteFile(dir.Path() + "/text.pdf", "this is not a PDF file at all\n");
-    WriteFile(dir.Path() + "/empty.pdf", empty.Build());
+    WriteFile(dir.Path() + "/empty.pdf", teststructure::WithPages(0, {}));
     ToolResult plain = RunTool(ToolPath(), {"plain.pdf"}, "", dir.Path());
     EXPECT_EQ(plain.status, 0);
     EXPECT_EQ(plain.out, "");
@@ -77,22 +63,19 @@ TEST(ListingEndToEnd, EncryptedTemplatesOpenOnlyWithTheirPassword) {
         const char* keyBits;
         std::vector<std::string> args;
         int status;
-        const char* err;
-    } cases[] = {
-        {"40", {"-pw", "user", "locked.pdf"}, 0, ""},
-        {"40", {"-pw", "owner", "locked.pdf"}, 0, ""},
-        {"128", {"-pw", "user", "locked.pdf"}, 0, ""},
+        std::string err;
+    };
+    const std::string wrong = "File 'locked.pdf' cannot be opened: the password is wrong\n";
+    // clang-format off
+    const Case cases[] = {
+        {"40", {"-pw", "user", "locked.pdf"}, 0, ""}, {"40", {"-pw", "owner", "locked.pdf"}, 0, ""},
+        {"128", {"-pw", "user", "locked.pdf"}, 0, ""}, {"128", {"locked.pdf"}, 2, wrong},
         {"128", {"-pw", "owner", "-l", "locked.pdf", "out.pdf"}, 0, ""},
-        {"128", {"locked.pdf"}, 2, "File 'locked.pdf' cannot be opened: the password is wrong\n"},
-        {"40",
-         {"-pw", "guess", "locked.pdf", "out.pdf", "a=b"},
-         2,
-         "File 'locked.pdf' cannot be opened: the password is wrong\n"},
-        {"aes",
-         {"-pw", "user", "locked.pdf", "out.pdf"},
-         2,
+        {"40", {"-pw", "guess", "locked.pdf", "out.pdf", "a=b"}, 2, wrong},
+        {"aes", {"-pw", "user", "locked.pdf", "out.pdf"}, 2,
          "File 'locked.pdf' cannot be opened: its encryption is not supported\n"},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.keyBits) + " " + testing::PrintToString(c.args));
         std::string how = std::string(c.keyBits) == "aes" ? "128 --use-aes=y" : c.keyBits;

@@ -1,7 +1,6 @@
 // Output files written by the built tool: file layout, document information, page tree, exit
 // statuses and the files left behind, standard output, and protected outputs. Fixtures are built
-// by the test; the layout is read without the library, and qpdf and pdftotext serve as
-// independent readers where installed.
+// by the test; qpdf serves as the independent reader where installed.
 // GCC 12 at -O2 with the sanitizers reports std::regex internals as maybe uninitialized.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 
@@ -14,7 +13,6 @@
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <numeric>
 #include <regex>
 #include <string>
@@ -25,18 +23,6 @@ using teststructure::Bytes;
 using teststructure::Reread;
 
 namespace {
-
-void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::vector<std::string> Listing(const std::string& dir) {
-    std::vector<std::string> names;
-    for (const auto& e : std::filesystem::directory_iterator(dir))
-        names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 // qpdf finds nothing wrong with the file (when installed).
 void ExpectQpdfPasses(const std::string& path, const std::string& password = "") {
@@ -81,55 +67,6 @@ std::string MakeForm(int pages, const std::string& infoBody) {
     return b.Build();
 }
 
-// The offsets of the cross-reference table (0 for free entries) and the trailer that follows it,
-// when both are laid out exactly as the writer lays them out.
-bool ReadLayout(const std::string& pdf, std::vector<int64_t>& offsets, std::string& trailer) {
-    std::smatch m;
-    std::string end = pdf.substr(pdf.size() > 40 ? pdf.size() - 40 : 0);
-    if (!std::regex_search(end, m, std::regex("startxref\r\n([0-9]+)\r\n%%EOF\r\n$")))
-        return false;
-    size_t at = std::min<size_t>(std::stoul(m[1]), pdf.size());
-    std::string head = pdf.substr(at, 40);
-    if (!std::regex_search(head, m, std::regex("^xref\r\n0 ([0-9]+)\r\n0000000000 65535 f\r\n")))
-        return false;
-    size_t count = std::stoul(m[1]);
-    at += static_cast<size_t>(m.length(0)) - 20;
-    static const std::regex entry("([0-9]{10}) ([0-9]{5}) ([fn])\r\n");
-    for (size_t i = 0; i < count; ++i, at += 20) {
-        std::string e = pdf.substr(at, 20);
-        if (!std::regex_match(e, m, entry))
-            return false;
-        offsets.push_back(m[3] == "n" ? std::stoll(m[1]) : 0);
-    }
-    trailer = pdf.substr(at, pdf.find("startxref", at) - at);
-    return true;
-}
-
-// Stream data is binary; the line rules hold for the rest of the file.
-std::vector<std::string> TextLines(const std::string& pdf) {
-    std::string text;
-    size_t at = 0;
-    for (size_t s; (s = pdf.find("\r\nstream\r\n", at)) != std::string::npos;) {
-        text += pdf.substr(at, s + 10 - at);
-        at = pdf.find("endstream", s + 10);
-        if (at == std::string::npos)
-            return {};
-    }
-    text += pdf.substr(at);
-    std::vector<std::string> lines;
-    for (size_t from = 0, to; (to = text.find("\r\n", from)) != std::string::npos; from = to + 2)
-        lines.push_back(text.substr(from, to - from));
-    return lines;
-}
-
-// A line made of one literal string: the only unescaped ")" is the last byte.
-bool OneLiteral(const std::string& line) {
-    size_t i = 1;
-    while (i < line.size() && line[i] != ')')
-        i += line[i] == '\\' ? 2u : 1u;
-    return line.size() > 1 && line[0] == '(' && i == line.size() - 1;
-}
-
 struct Written {
     ToolResult result;
     std::string pdf;
@@ -148,7 +85,8 @@ Written WriteWith(const TempDir& dir, const std::string& form,
 }
 
 // A tagged file keeps its structure tree, which points at the copied page and annotation, and
-// its metadata, page labels and output intents. References to objects the file does not have
+// its metadata, page labels and output intents; of its viewer preferences only the usage rights
+// go. References to objects the file does not have
 // (one numbered like the writer's own numbers) come out null.
 TEST(OutputEndToEnd, CatalogEntriesAndMissingObjects) {
     REQUIRE_TOOL();
@@ -157,7 +95,8 @@ TEST(OutputEndToEnd, CatalogEntriesAndMissingObjects) {
     testpdf::PdfBuilder b("1.7");
     b.Add(1, "<< /Type /Catalog /Pages 2 0 R /MarkInfo << /Marked true >> /StructTreeRoot 6 0 R "
              "/Metadata 9 0 R /PageLabels << /Nums [0 << /S /r >>] >> "
-             "/OutputIntents [<< /Type /OutputIntent /S /GTS_PDFA1 >>] >>");
+             "/OutputIntents [<< /Type /OutputIntent /S /GTS_PDFA1 >>] "
+             "/ViewerPreferences << /Rights << >> /HideToolbar true >> >>");
     b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
     b.Add(3, "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 200 200] /StructParents 0 "
              "/Annots [5 0 R] /Big 10000005 0 R /Gone 77 0 R /Arr [10000005 0 R 77 0 R 1] >>");
@@ -177,13 +116,17 @@ link = t['/ParentTree']['/Nums'][3].get_object()
 print(p.get('/Big'), p.get('/Gone'), p['/Arr'][0], p['/Arr'][1], p['/Arr'][2],
       t['/K'].raw_get('/Pg').idnum == p.indirect_reference.idnum,
       link['/K'].raw_get('/Obj').idnum == p.raw_get('/Annots')[0].idnum,
-      c['/Metadata'].get_data(), c['/PageLabels']['/Nums'][1]['/S'], c['/OutputIntents'][0]['/S']))";
+      c['/Metadata'].get_data(), c['/PageLabels']['/Nums'][1]['/S'], c['/OutputIntents'][0]['/S'],
+      '/Rights' in c['/ViewerPreferences'], c['/ViewerPreferences']['/HideToolbar']))";
     EXPECT_EQ(Shell("/usr/bin/python3 -c " + Quote(script) + " " + dir.Path() + "/out.pdf"),
-              "NullObject NullObject NullObject NullObject 1 True True b'<x/>' /r /GTS_PDFA1\n");
+              "NullObject NullObject NullObject NullObject 1 True True b'<x/>' /r /GTS_PDFA1 False "
+              "True\n");
 }
 
 } // namespace
 
+// qpdf checks the cross-reference table against the objects and the syntax; the bytes checked
+// here are the layout rules it does not check.
 TEST(OutputEndToEnd, FileLayout) {
     REQUIRE_TOOL();
     TempDir dir;
@@ -194,43 +137,29 @@ TEST(OutputEndToEnd, FileLayout) {
         WriteWith(dir, MakeForm(7, "<< /Producer (Some Writer 1.0) /Subject (" + subject + ") >>"));
     ASSERT_EQ(r.result.status, 0) << r.result.err;
     EXPECT_EQ(r.result.err, "");
+    ExpectQpdfPasses(dir.Path() + "/out.pdf");
     EXPECT_EQ(r.pdf.substr(0, 17), "%PDF-1.4\r\n%\xE2\xE3\xCF\xD3\r\n");
-
-    std::vector<int64_t> offsets;
-    std::string trailer;
-    ASSERT_TRUE(ReadLayout(r.pdf, offsets, trailer)) << r.pdf.substr(r.pdf.rfind("xref"));
-    for (size_t n = 1; n < offsets.size(); ++n) {
-        std::string head = std::to_string(n) + " 0 obj\r\n";
-        EXPECT_EQ(r.pdf.substr(size_t(offsets[n]), head.size()), head) << "object " << n;
-    }
-    EXPECT_NE(trailer.find("/Size " + std::to_string(offsets.size())), std::string::npos);
-    std::smatch m;
-    std::regex id("/ID \\[<([0-9a-f]{32})><([0-9a-f]{32})>\\]\r\n");
-    ASSERT_TRUE(std::regex_search(trailer, m, id)) << trailer;
-    EXPECT_EQ(m[1], m[2]);
-    Reread file(r.pdf);
-    EXPECT_EQ(file.At(file.in.Catalog(), {"/Type"})->Text(), "/Catalog");
-    EXPECT_NE(file.At(file.in.Trailer(), {"/Info", "/Producer"}), nullptr);
-
-    std::vector<std::string> lines = TextLines(r.pdf);
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "(" + subject + ")"), lines.end());
-    for (const std::string& line : lines) {
-        EXPECT_EQ(line.find_first_of("\r\n"), std::string::npos) << "bare line end: " << line;
-        if (line.size() > 75) {
-            EXPECT_TRUE(OneLiteral(line) || line.find(' ') == std::string::npos) << line;
-        }
-        EXPECT_EQ(line.find("  "), std::string::npos) << line;
-    }
+    for (const char* layout :
+         {"\r\nxref\r\n0 [0-9]+\r\n0000000000 65535 f\r\n",
+          "\r\n/ID \\[<([0-9a-f]{32})><\\1>\\]\r\n", "\r\nstartxref\r\n[0-9]+\r\n%%EOF\r\n$"})
+        EXPECT_TRUE(std::regex_search(r.pdf, std::regex(layout))) << layout;
+    // A literal longer than a line stands alone on its line, unbroken.
+    EXPECT_NE(r.pdf.find("\r\n(" + subject + ")\r\n"), std::string::npos);
     // A long array wraps between tokens, only where the next one would pass column 75.
-    auto w = std::find_if(lines.begin(), lines.end(),
-                          [](const std::string& l) { return l.find("/Widths [") != l.npos; });
-    ASSERT_NE(w, lines.end());
-    for (; w + 1 != lines.end() && w->find(']') == std::string::npos; ++w)
-        EXPECT_GT(w->size() + 1 + (w + 1)->find(' '), 75u) << *w;
+    std::vector<std::string> lines;
+    for (size_t at = r.pdf.rfind("\r\n", r.pdf.find("/Widths [")) + 2, to;
+         (lines.empty() || lines.back().find(']') == std::string::npos) &&
+         (to = r.pdf.find("\r\n", at)) != std::string::npos;
+         at = to + 2)
+        lines.push_back(r.pdf.substr(at, to - at));
+    ASSERT_GT(lines.size(), 1u);
+    for (size_t i = 0; i + 1 < lines.size(); ++i)
+        EXPECT_TRUE(lines[i].size() <= 75 && lines[i].size() + 1 + lines[i + 1].find(' ') > 75)
+            << lines[i];
+    Reread file(r.pdf);
     const PDValue* widths = file.At(file.Page(0), {"/Resources", "/Font", "/Helv", "/Widths"});
     ASSERT_EQ(widths->ElementCount(), 95);
     EXPECT_EQ(widths->Element(94)->GetInt(), 376);
-    ExpectQpdfPasses(dir.Path() + "/out.pdf");
 }
 
 namespace {
@@ -336,30 +265,14 @@ TEST(OutputEndToEnd, ProducerAndModificationDate) {
     }
 }
 
-// A second run over the output, and a run writing to "-", give the same file: in particular the
-// second run does not add the library to the producer again.
-TEST(OutputEndToEnd, SecondRunAndStandardOutputGiveTheSameFile) {
-    REQUIRE_TOOL();
-    TempDir dir;
-    Written first = WriteWith(dir, MakeForm(2, "<< /Producer (Acrobat PDFMaker 9) >>"));
-    ASSERT_EQ(first.result.status, 0) << first.result.err;
-    ToolResult dash = RunTool(ToolPath(), {"in.pdf", "-"}, "", dir.Path());
-    EXPECT_EQ(dash.status, 0);
-    EXPECT_EQ(dash.err, "");
-    EXPECT_EQ(Listing(dir.Path()), (std::vector<std::string>{"in.pdf", "out.pdf"}));
-    EXPECT_EQ(MaskVarying(dash.out), MaskVarying(first.pdf));
-    Written second = WriteWith(dir, first.pdf);
-    ASSERT_EQ(second.result.status, 0) << second.result.err;
-    EXPECT_EQ(MaskVarying(second.pdf), MaskVarying(first.pdf));
-}
-
 TEST(OutputEndToEnd, TemplateCanBeItsOwnOutput) {
     REQUIRE_TOOL();
     TempDir dir;
     WriteFile(dir.Path() + "/form.pdf", ReadFile(kExampleForm));
     ToolResult r = RunTool(ToolPath(), {"form.pdf", "form.pdf"}, "", dir.Path());
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(Listing(dir.Path()), std::vector<std::string>{"form.pdf"});
+    using Entries = std::filesystem::directory_iterator; // no temporary file is left behind
+    EXPECT_EQ(std::distance(Entries(dir.Path()), Entries()), 1);
     ToolResult list = RunTool(ToolPath(), {"form.pdf"}, "", dir.Path());
     EXPECT_EQ(list.out, RunTool(ToolPath(), {kExampleForm}).out);
     ExpectQpdfPasses(dir.Path() + "/form.pdf");

@@ -71,7 +71,7 @@ TEST(SafeOutput, ExistingOutputs) {
         SCOPED_TRACE(c.what);
         TempDir dir;
         std::filesystem::copy_file(ToolPath(), dir.Path() + "/quillet");
-        std::ofstream(dir.Path() + "/in.pdf", std::ios::binary) << MakeInput(1, 100);
+        WriteFile(dir.Path() + "/in.pdf", MakeInput(1, 100));
         std::string script = "cd " + Quote(dir.Path()) + " && chmod 777 . && " + c.setup + " && " +
                              as + "./quillet in.pdf " + c.output + " 2>err; echo $? >status; " +
                              c.check + " && cat status err";
@@ -90,7 +90,7 @@ TEST(SafeOutput, SignalsLeaveNothingBehind) {
     REQUIRE_TOOL();
     TempDir dir;
     const std::string in = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
-    std::ofstream(in, std::ios::binary) << MakeInput(48, size_t{1} << 20);
+    WriteFile(in, MakeInput(48, size_t{1} << 20));
     std::ofstream(out) << "old\n";
     for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
         SCOPED_TRACE(signal);

@@ -123,17 +123,12 @@ TEST(Lexer, LookAheadOverTheByteSource) {
 
 // The offset lies just behind the first token, look-ahead included.
 TEST(Lexer, OffsetAndNumberOfTheFirstToken) {
+    // clang-format off
     const std::tuple<const char*, int64_t, int64_t> cases[] = {
-        {"1 0 obj << >>", 7, 1},
-        {"  /Name  ", 7, -1},
-        {"(ab) x", 4, -1},
-        {"12 0 R", 6, 12},
-        {"12 0 Rx 5", 2, 12},
-        {"-12", 3, -12},
-        {"4294967296", 10, 4294967296},
-        {"1.5", 3, 1},
-        {"", 0, -1},
-    };
+        {"1 0 obj << >>", 7, 1}, {"  /Name  ", 7, -1}, {"(ab) x", 4, -1},
+        {"12 0 R", 6, 12},       {"12 0 Rx 5", 2, 12}, {"-12", 3, -12},
+        {"4294967296", 10, 4294967296}, {"1.5", 3, 1}, {"", 0, -1}};
+    // clang-format on
     for (const auto& [input, offset, number] : cases) {
         SCOPED_TRACE(input);
         const std::string text = input; // the host reads from it

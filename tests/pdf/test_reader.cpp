@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,9 +21,7 @@ using testpdf::XrefKind;
 
 namespace {
 
-bool Open(PDFInput& in, const std::string& pdf) {
-    return testpdf::OpenBytes(in, pdf);
-}
+using testpdf::OpenBytes;
 
 // Catalog 1, page-tree root 2, one page 3.
 void AddOnePageDocument(PdfBuilder& b) {
@@ -95,11 +91,9 @@ TEST(ReaderOpen, DefectTable) {
     } cases[] = {
         // clang-format off
         {"intact", Prepend(0), true, 0, 0, true, ""},
-        {"junk-30", Prepend(30), true, 0, 0, true, ""},
         {"junk-999", Prepend(999), true, 0, 0, true, ""},
         {"junk-1000", Prepend(1000), false, pderr::kNoHeader, 0, false, ""},
         {"startxref-2040-from-end", Append(2040), true, 0, 0, true, ""},
-        {"startxref-5000-from-end", Append(5000), true, 0, 0, true, ""},
         {"startxref-20000-from-end", Append(20000), true, 0, 0, true, ""},
         {"startxref-missing", Replace("startxref", "startxrex"), true, pderr::kNoStartxref, 1, true,
          "error scanning xref position ((memory))\n"},
@@ -142,7 +136,7 @@ TEST(ReaderOpen, DefectTable) {
         c.damage(pdf);
         DiagCapture diag;
         PDFInput in;
-        EXPECT_EQ(Open(in, pdf), c.opens);
+        EXPECT_EQ(OpenBytes(in, pdf), c.opens);
         EXPECT_EQ(in.ErrorCode(), c.error);
         EXPECT_NE(diag.Text().find(c.diag), std::string::npos) << diag.Text();
         if (!c.opens)
@@ -159,6 +153,33 @@ TEST(ReaderOpen, DefectTable) {
             EXPECT_EQ(in.GetObj(3)->Kind(), kPDObjPage);
         }
     }
+}
+
+// Object 4 leads through 5 to 6, 7 names itself: references resolve to the end of a chain, and
+// a loop or a number the file does not have resolves to nothing.
+TEST(ReaderCache, Resolve) {
+    PdfBuilder b;
+    AddOnePageDocument(b);
+    b.Add(4, "5 0 R").Add(5, "6 0 R").Add(6, "(end)").Add(7, "7 0 R").Add(8, "<< /A 4 0 R >>");
+    PDFInput in;
+    ASSERT_TRUE(OpenBytes(in, b.Build()));
+    const std::pair<int32_t, const char*> cases[] = {
+        {0, "<null>"},
+        {-1, "<null>"},
+        {6, "(end)"},
+        {4, "(end)"},
+        {7, "<null>"},
+        {9, "<null>"},
+        {PDFInput::kOutputBias + 6, "<null>"},
+    };
+    for (const auto& [n, resolved] : cases) {
+        auto ref = PDValue::MakeReference(n);
+        const PDValue* v = in.Resolve(ref.get());
+        EXPECT_EQ(v != nullptr ? v->Text().ToString() : "<null>", resolved) << n;
+    }
+    EXPECT_EQ(in.ResolveKey(in.GetObj(8)->Value(), "/A")->Text().ToString(), "(end)");
+    PDValue direct("(x)");
+    EXPECT_EQ(in.Resolve(&direct), &direct);
 }
 
 // Two sections: object 4 redefined by the update, 5 only in the older one. Each section is read
@@ -184,7 +205,7 @@ TEST(ReaderSections, UpdateChains) {
         if (c.loop) // the oldest section names the newest as its predecessor
             ReplaceOnce(pdf, "1111111111", std::string(10 - newest.size(), '0') + newest);
         PDFInput in;
-        ASSERT_TRUE(Open(in, pdf));
+        ASSERT_TRUE(OpenBytes(in, pdf));
         EXPECT_FALSE(in.WasReconstructed());
         EXPECT_EQ(in.RootNumber(), 1);
         EXPECT_EQ(TextOf(in, 4), "(new)");
@@ -203,7 +224,7 @@ TEST(ReaderSections, OldVersionPointingAtAnObject) {
         DiagCapture diag;
         PDFInput in;
         // No trailer anywhere: the catalog is found among the objects.
-        EXPECT_TRUE(Open(in, b.Build()));
+        EXPECT_TRUE(OpenBytes(in, b.Build()));
         EXPECT_TRUE(in.WasReconstructed());
         bool old = std::string(version) == "1.4";
         EXPECT_EQ(diag.Text().find("expect 'xref'\nfound ") != std::string::npos, old)
@@ -216,24 +237,9 @@ TEST(ReaderSections, HybridTableEntryWins) {
     AddOnePageDocument(b);
     b.Add(4, "(file)").AddPacked(4, "(packed)").AddPacked(5, "(packed five)");
     PDFInput in;
-    ASSERT_TRUE(Open(in, b.Build()));
+    ASSERT_TRUE(OpenBytes(in, b.Build()));
     EXPECT_EQ(TextOf(in, 4), "(file)");
     EXPECT_EQ(TextOf(in, 5), "(packed five)");
-}
-
-TEST(ReaderLoad, WrongObjectAtOffsetIsReported) {
-    PdfBuilder b;
-    AddOnePageDocument(b);
-    std::string pdf = b.Build();
-    // Object 3 is gone from the file and its entry points at object 2.
-    size_t base = pdf.find("xref\n0 4\n") + 9;
-    pdf.replace(base + 60, 20, pdf.substr(base + 40, 20));
-    pdf.replace(pdf.find("3 0 obj"), 7, "%%%%%%%");
-    PDFInput in;
-    ASSERT_TRUE(Open(in, pdf));
-    DiagCapture diag;
-    EXPECT_EQ(in.GetObj(3), nullptr);
-    EXPECT_EQ(diag.Text(), "Read failed for id 3\nfound 2\n");
 }
 
 // A one-page file whose page draws content, in the hand-made shapes of other writers.
@@ -247,19 +253,17 @@ std::string ContentFile(const std::string& header, const std::string& afterStrea
     return pdf;
 }
 
-// qpdf's RC4 encryption of a content file with the empty user password, patched by edit.
-std::string Encrypted(int bits, const Edit& edit) {
+// qpdf's RC4 encryption of a content file with the empty user password, without the /Length
+// entry that revisions 2 and 3 may leave out.
+std::string EncryptedWithoutLength(int bits) {
     TempDir dir;
     std::string in = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
-    std::string plain = ContentFile("%PDF-1.4", "\n");
-    FILE* f = std::fopen(in.c_str(), "wb");
-    std::fwrite(plain.data(), 1, plain.size(), f);
-    std::fclose(f);
+    WriteFile(in, ContentFile("%PDF-1.4", "\n"));
     Shell("qpdf --allow-weak-crypto --encrypt '' owner " + std::to_string(bits) +
           (bits > 40 ? " --use-aes=n" : "") + " -- " + in + " " + out + " 2>/dev/null");
     std::string pdf = ReadFile(out);
     if (!pdf.empty())
-        edit(pdf);
+        ReplaceOnce(pdf, "/Length " + std::to_string(bits) + " ", "");
     return pdf;
 }
 
@@ -287,42 +291,8 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
              ReplaceOnce(pdf, "/Prev ", "/Prev /Nowhere /Old ");
              return pdf;
          }},
-        {"revision 3 without /Length", [] { return Encrypted(128, Replace("/Length 128 ", "")); }},
-        {"revision 2 without /Length", [] { return Encrypted(40, Replace("/Length 40 ", "")); }},
-        {"revision 3, /U padded with zeros",
-         [] {
-             return Encrypted(128, [](std::string& s) {
-                 size_t at = s.find("/U <");
-                 ASSERT_NE(at, std::string::npos);
-                 s.replace(at + 4 + 32, 32, std::string(32, '0'));
-             });
-         }},
-        {"revision 3, /U zeros written as short octal escapes",
-         [] {
-             return Encrypted(128, [](std::string& s) {
-                 size_t at = s.find("/U <");
-                 ASSERT_NE(at, std::string::npos);
-                 std::string literal = "(";
-                 for (size_t k = 0; k < 16; ++k) {
-                     auto byte =
-                         static_cast<char>(std::stoi(s.substr(at + 4 + 2 * k, 2), nullptr, 16));
-                     if (std::strchr("\\()\r\n", byte) != nullptr || byte == 0) {
-                         char octal[8];
-                         std::snprintf(octal, sizeof octal, "\\%03o",
-                                       static_cast<unsigned char>(byte));
-                         literal += octal;
-                     } else {
-                         literal += byte;
-                     }
-                 }
-                 for (int k = 0; k < 16; ++k)
-                     literal += "\\0";
-                 literal += ")";
-                 ASSERT_LE(literal.size(), 66u);
-                 literal.resize(66, ' '); // offsets stay where the cross-reference table says
-                 s.replace(at + 3, 66, literal);
-             });
-         }},
+        {"revision 3 without /Length", [] { return EncryptedWithoutLength(128); }},
+        {"revision 2 without /Length", [] { return EncryptedWithoutLength(40); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -332,7 +302,7 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
             continue;
         }
         PDFInput in;
-        ASSERT_TRUE(Open(in, pdf));
+        ASSERT_TRUE(OpenBytes(in, pdf));
         EXPECT_EQ(in.PasswordStatus() == PDPasswordStatus::kRejected, false);
         EXPECT_EQ(in.PageNumbers(), std::vector<int32_t>{3});
         std::unique_ptr<PDValue> content = in.LoadValue(4);
@@ -340,17 +310,6 @@ TEST(ReaderOpen, ShapesOtherReadersOpen) {
         PDStr decoded;
         EXPECT_EQ(DecodeStream(*content, decoded, &in), 1);
         EXPECT_EQ(decoded.ToString(), "0 0 m S Q ");
-        if (ToolPath() == nullptr || !qpdf)
-            continue;
-        TempDir dir; // the copy passes an independent check
-        std::string name = dir.Path() + "/in.pdf", out = dir.Path() + "/out.pdf";
-        FILE* f = std::fopen(name.c_str(), "wb");
-        std::fwrite(pdf.data(), 1, pdf.size(), f);
-        std::fclose(f);
-        EXPECT_EQ(RunTool(ToolPath(), {name, out}).status, 0);
-        int status = -1;
-        std::string report = Shell("qpdf --check " + out + " 2>&1", &status);
-        EXPECT_EQ(status, 0) << report;
     }
 }
 
@@ -364,7 +323,7 @@ TEST(ReaderOpen, StreamsWithoutEndstreamReadOnce) {
         b.Add(n, "<< /Length 999999 >>\nstream\n0 0 m S Q 0 0 m S Q");
     std::string pdf = b.Build();
     PDFInput in;
-    ASSERT_TRUE(Open(in, pdf));
+    ASSERT_TRUE(OpenBytes(in, pdf));
     int64_t read = 0;
     for (int n = 10; n < 10 + count; ++n) {
         std::unique_ptr<PDValue> value = in.LoadValue(n);

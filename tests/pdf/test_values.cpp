@@ -38,21 +38,6 @@ TEST(PDStrTest, CompareCutAndSelfAppend) {
     EXPECT_EQ(self.View(), "abcabcbc");
 }
 
-// The page tree removal takes out the first reference only, and appends still work after the
-// last element went.
-TEST(PDValueTest, RemoveReferenceTakesFirstMatchOnly) {
-    auto a = ParseText("[1 0 R 5 2 0 R 1 0 R]");
-    EXPECT_TRUE(a->RemoveReference(1));
-    EXPECT_FALSE(a->RemoveReference(9));
-    EXPECT_FALSE(a->RemoveReference(5)); // an integer 5 is no reference
-    EXPECT_TRUE(a->RemoveReference(1));
-    a->Append(PDValue::MakeInteger(99));
-    std::vector<int32_t> left;
-    for (const PDValue* e = a->First(); e != nullptr; e = e->Next())
-        left.push_back(e->Number());
-    EXPECT_EQ(left, (std::vector<int32_t>{5, 2, 99}));
-}
-
 TEST(PDValueTest, CopyIsDeepAndKeepsOrder) {
     auto d = ParseText("<< /Zed 1 /Type /Page /Kids [1 0 R 2 0 R 3 0 R] >>");
     const uint8_t data[] = {'x', 'y'};
@@ -132,13 +117,11 @@ TEST(PDNameTest, EncodeAndDecode) {
         EXPECT_EQ(name.View(), text);
         EXPECT_EQ(PDDecodeName(name.Text(), name.Length()).View(), raw) << text;
     }
+    // clang-format off
     const std::pair<const char*, std::string_view> decoded[] = {
-        {"/#4a#4A", "JJ"},
-        {"/a#2", "a#2"},
-        {"/a#zz", "a#zz"},
-        {"noslash#41", "noslash#41"},
-        {"/#00x", std::string_view("\0x", 2)},
-    };
+        {"/#4a#4A", "JJ"}, {"/a#2", "a#2"}, {"/a#zz", "a#zz"}, {"noslash#41", "noslash#41"},
+        {"/#00x", std::string_view("\0x", 2)}};
+    // clang-format on
     for (const auto& [text, bytes] : decoded) {
         const int n = static_cast<int>(std::strlen(text));
         EXPECT_EQ(PDDecodeName(text, n).View(), bytes) << text;

@@ -64,18 +64,6 @@ std::string CopyPages(const std::string& pdf, int first, int last) {
     return out.Finish();
 }
 
-// Registers count blank pages in out, as a page transfer would.
-inline void AddPages(PDOutputDoc& out, int count) {
-    for (int i = 0; i < count; ++i) {
-        int index = out.OutputPageCount();
-        int32_t page = out.NewObjectNumber();
-        out.CountPage(page, 0);
-        auto dict = PDValue::MakeDictionary();
-        dict->Dict()->Set("/Parent", PDValue::MakeReference(out.ParentForPage(index, page)));
-        out.WriteObject(page, *dict, 0);
-    }
-}
-
 // A written file read back, with look-ups that follow references.
 struct Reread {
     explicit Reread(const std::string& bytes) {

@@ -49,11 +49,13 @@ TEST(Names, TreeShape) {
         int n;
         bool kids;
         std::vector<int> leaves;
-    } cases[] = {{1, false, {1}}, {40, false, {40}}, {41, true, {20, 21}}, {1000, true, thousand}};
+    } cases[] = {{40, false, {40}}, {41, true, {20, 21}}, {1000, true, thousand}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.n);
+        PDFInput in;
+        Open(in, WithPages(1, {}));
         MemoryOutput out;
-        AddPages(out, 1);
+        ASSERT_TRUE(in.Transfer(out, 1, 1));
         for (int i = c.n - 1; i >= 0; --i) // reversed: the writer sorts
             ASSERT_TRUE(out.Names().AddDest(("d" + std::to_string(1000 + i)).c_str(), 0, 0, 0, 0));
         Reread file(out.Finish());
@@ -130,20 +132,21 @@ TEST(Names, ImportKeepsTransferredPages) {
 // JavaScript trees of several inputs become one sorted list; an input's /Dests stays behind.
 TEST(Names, JavaScriptListsMerged) {
     const char* script = "<< /S /JavaScript /JS (app.alert\\(1\\)) >>";
-    std::string first = WithPages(3,
-                                  {{20, "<< /Names [(b) 21 0 R (d) 21 0 R] >>"},
-                                   {21, script},
-                                   {30, "<< /Names [(x) [3 0 R /Fit]] >>"}},
-                                  "/Names << /JavaScript 20 0 R /Dests 30 0 R >>");
-    std::string second = WithPages(3, {{20, "<< /Names [(c) 21 0 R (a) 21 0 R] >>"}, {21, script}},
-                                   "/Names << /JavaScript << /Kids [20 0 R] >> >>");
+    const std::string inputs[] = {
+        WithPages(1,
+                  {{20, "<< /Names [(b) 21 0 R (d) 21 0 R] >>"},
+                   {21, script},
+                   {30, "<< /Names [(x) [3 0 R /Fit]] >>"}},
+                  "/Names << /JavaScript 20 0 R /Dests 30 0 R >>"),
+        WithPages(1, {{20, "<< /Names [(c) 21 0 R (a) 21 0 R] >>"}, {21, script}},
+                  "/Names << /JavaScript << /Kids [20 0 R] >> >>")};
     MemoryOutput out;
-    PDFInput inputs[2];
+    PDFInput opened[2];
     for (int i = 0; i < 2; ++i) {
-        Open(inputs[i], i == 0 ? first : second);
-        ASSERT_TRUE(inputs[i].Transfer(out, 1, 3));
-        out.Names().ImportNames(inputs[i], out,
-                                *inputs[i].ResolveKey(inputs[i].Catalog(), "/Names"));
+        Open(opened[i], inputs[i]);
+        ASSERT_TRUE(opened[i].Transfer(out, 1, 1));
+        out.Names().ImportNames(opened[i], out,
+                                *opened[i].ResolveKey(opened[i].Catalog(), "/Names"));
     }
     Reread file(out.Finish());
     const PDValue* names = file.At(file.in.Catalog(), {"/Names"});

@@ -1,5 +1,6 @@
-// The output's stores: widgets and fields (StoreField with its merges), fonts with widths
-// (StoreFont and the font writer), and how a transfer routes objects to them.
+// The output's stores: fields (StoreField with its merges) and fonts with widths (StoreFont and
+// the font writer). How a transfer routes widgets, fields and fonts to them shows in the corpus
+// copies, which readers compare field by field and page image by page image.
 #include "pdf/pdkeys.h"
 #include "tests/structure/structure_fixture.h"
 #include "tests/support/diag_capture.h"
@@ -10,56 +11,35 @@ namespace {
 
 constexpr int32_t kBias = PDFile::kOutputBias;
 
-// Field 10 of each input is copied into one output, A first. A parent made for two terminal
-// fields takes the field's type, flags and actions; no widget keeps the actions.
+// Field 10 of each input is copied into one output, A first: two terminal fields of one name
+// get a new parent, which takes the field's type, flags and actions; no widget keeps the actions.
 TEST(FieldStore, SameNamedFieldsOfTwoInputsMerge) {
-    const std::string terminal = "<< /T (x) /FT /Tx /Subtype /Widget /Rect [0 0 1 1] >>";
-    const std::string acting = "<< /T (x) /FT /Tx /Ff 4096 /Subtype /Widget /AA << /K << >> >> >>";
-    const std::string withKids = "<< /T (x) /FT /Tx /Kids [11 0 R] >>";
-    struct Case {
-        const char* name;
-        std::string a, b;
-        size_t topLevel;
-        int topKids; // -1: the top-level field has no /Kids
-        int children;
-    } cases[] = {
-        {"two terminal fields", acting, terminal, 1, 2, 2},
-        {"terminal, then one with kids", terminal, withKids, 1, 2, 2},
-        {"one with kids, then another", withKids, withKids, 1, 2, 2},
-        {"one with kids, then terminal", withKids, terminal, 1, 2, 2},
-        {"different names", terminal, "<< /T (y) /Subtype /Widget >>", 2, -1, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        PDFInput inputs[2];
-        MemoryOutput out;
-        DiagCapture diag;
-        for (int i = 0; i < 2; ++i) {
-            Open(inputs[i],
-                 Document({{2, "<< /Type /Pages /Kids [] /Count 0 >>"},
-                           {10, i == 0 ? c.a : c.b},
-                           {11, "<< /Parent 10 0 R /Subtype /Widget /Rect [0 0 2 2] >>"}}));
-            inputs[i].BindOutput(out);
-            ASSERT_TRUE(inputs[i].CopyObject(10));
-        }
-        EXPECT_EQ(diag.Text(), "");
-        PDFieldStore& fields = out.Fields();
-        std::vector<int32_t> top = fields.TopLevelNumbers();
-        ASSERT_EQ(top.size(), c.topLevel);
-        EXPECT_EQ(fields.ChildCount(), c.children);
-        std::unique_ptr<PDValue> field = fields.StoredField(top[0], out);
-        EXPECT_EQ(field->Get("/FT")->Text(), "/Tx");
-        EXPECT_EQ(field->Get("/Ff") != nullptr, c.a == acting);
-        EXPECT_EQ(field->Get("/AA") != nullptr, c.a == acting);
-        const PDValue* kids = field->Get("/Kids");
-        ASSERT_EQ(kids != nullptr ? kids->ElementCount() : -1, c.topKids);
-        for (const PDValue* k = kids != nullptr ? kids->First() : nullptr; k; k = k->Next()) {
-            std::unique_ptr<PDValue> stored = fields.StoredField(k->Number(), out);
-            ASSERT_NE(stored, nullptr);
-            EXPECT_EQ(stored->Get("/T"), nullptr);
-            EXPECT_EQ(stored->Get("/AA"), nullptr);
-            EXPECT_EQ(stored->Get("/Parent")->Number(), top[0]);
-        }
+    const char* fields[] = {"<< /T (x) /FT /Tx /Ff 4096 /Subtype /Widget /AA << /K << >> >> >>",
+                            "<< /T (x) /FT /Tx /Subtype /Widget /Rect [0 0 1 1] >>"};
+    PDFInput inputs[2];
+    MemoryOutput out;
+    DiagCapture diag;
+    for (int i = 0; i < 2; ++i) {
+        Open(inputs[i], Document({{2, "<< /Type /Pages /Kids [] /Count 0 >>"}, {10, fields[i]}}));
+        inputs[i].BindOutput(out);
+        ASSERT_TRUE(inputs[i].CopyObject(10));
+    }
+    EXPECT_EQ(diag.Text(), "");
+    std::vector<int32_t> top = out.Fields().TopLevelNumbers();
+    ASSERT_EQ(top.size(), 1u);
+    EXPECT_EQ(out.Fields().ChildCount(), 2);
+    std::unique_ptr<PDValue> field = out.Fields().StoredField(top[0], out);
+    EXPECT_EQ(field->Get("/FT")->Text(), "/Tx");
+    EXPECT_NE(field->Get("/Ff"), nullptr);
+    EXPECT_NE(field->Get("/AA"), nullptr);
+    const PDValue* kids = field->Get("/Kids");
+    ASSERT_EQ(kids != nullptr ? kids->ElementCount() : -1, 2);
+    for (const PDValue* k = kids->First(); k; k = k->Next()) {
+        std::unique_ptr<PDValue> stored = out.Fields().StoredField(k->Number(), out);
+        ASSERT_NE(stored, nullptr);
+        EXPECT_EQ(stored->Get("/T"), nullptr);
+        EXPECT_EQ(stored->Get("/AA"), nullptr);
+        EXPECT_EQ(stored->Get("/Parent")->Number(), top[0]);
     }
 }
 
@@ -94,33 +74,6 @@ TEST(FontStore, WriterFillsWidthsAndRenamesNarrowerFonts) {
         for (size_t i = 0; i < c.widths.size(); ++i)
             EXPECT_EQ(widths->Element(static_cast<int>(i))->Number(), c.widths[i]);
     }
-}
-
-TEST(Transfer, WidgetsFieldsAndFontsGoToTheStores) {
-    PDFInput in;
-    Open(in, Document({{2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>"},
-                       {3, "<< /Type /Page /Parent 2 0 R /Annots [10 0 R] >>"},
-                       {10, "<< /Type /Annot /Subtype /Widget /T (w) /FT /Tx /Rect [0 0 9 9] /AP "
-                            "<< /N 11 0 R >> >>"},
-                       {11, "/Type /XObject /Subtype /Form /BBox [0 0 9 9] /Resources << /Font << "
-                            "/Helv 12 0 R >> >>stream:BT /Helv 9 Tf ET"},
-                       {12, "<< /Type /Font /Subtype /TrueType /BaseFont /ABCDEF+Arial /FirstChar "
-                            "32 /LastChar 33 /Widths 13 0 R >>"},
-                       {13, "[278 0]"}}));
-    MemoryOutput out;
-    ASSERT_TRUE(in.Transfer(out, 1, 1));
-    EXPECT_EQ(out.Fields().TopLevelNumbers().size(), 1u);
-    ASSERT_EQ(out.Fonts().Resources().size(), 1u);
-    EXPECT_EQ(out.Fonts().Resources()[0].first, "/Helv");
-    EXPECT_EQ(out.Fonts().FontCount("/Arial"), 1);
-    Reread back(out.Finish());
-    ASSERT_TRUE(back.ok);
-    const PDValue* widget = back.At(back.Page(0), {"/Annots", "0"});
-    EXPECT_EQ(back.At(widget, {"/T"})->Text(), "(w)");
-    const PDValue* font = back.At(widget, {"/AP", "/N", "/Resources", "/Font", "/Helv"});
-    EXPECT_EQ(font->Number(), out.Fonts().Resources()[0].second % kBias);
-    EXPECT_EQ(back.At(font, {"/Widths"})->Kind(), kPDArray);
-    EXPECT_EQ(back.At(font, {"/BaseFont"})->Text(), "/ABCDEF+Arial");
 }
 
 } // namespace

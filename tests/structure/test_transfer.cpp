@@ -14,55 +14,23 @@ const Objects kOnePage = {
     {6, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>"},
 };
 
-// Holds each page's content stream, as a page hook that changes it would.
-class HoldingInput : public PDFInput {
-public:
-    bool AcceptPage(PDInputObj& page) override {
-        const PDValue* contents = page.Value()->Get("/Contents");
-        GetObj(contents->Number());
-        MarkHeld(contents->Number());
-        return true;
-    }
-};
-
-// Within one output everything but held objects is shared; a second output gets its own copies.
-TEST(Transfer, RepeatedAndIntoASecondOutput) {
-    HoldingInput in;
+// A second output gets its own copies of what the first one already holds.
+TEST(Transfer, IntoASecondOutput) {
+    PDFInput in;
     Open(in, Document(kOnePage));
-    MemoryOutput out;
-    ASSERT_TRUE(in.Transfer(out, 1, 1));
-    ASSERT_TRUE(in.Transfer(out, 1, 1));
-    EXPECT_EQ(in.TransferredPageCount(), 2);
-    EXPECT_EQ(in.OutputPageIndex(1), 1);
-    Reread back(out.Finish());
-    ASSERT_EQ(back.pages.size(), 2u);
-    EXPECT_NE(back.pages[0], back.pages[1]);
-    EXPECT_EQ(back.At(back.Page(0), {"/Resources"})->Number(),
-              back.At(back.Page(1), {"/Resources"})->Number());
-    EXPECT_NE(back.At(back.Page(0), {"/Contents"})->Number(),
-              back.At(back.Page(1), {"/Contents"})->Number());
-    EXPECT_EQ(out.ErrorCode(), 0);
-
-    MemoryOutput second;
-    ASSERT_TRUE(in.Transfer(second, 1, 1));
-    Reread again(second.Finish());
-    ASSERT_EQ(again.pages.size(), 1u);
-    for (Reread* file : {&back, &again}) {
-        EXPECT_EQ(file->At(file->Page(0), {"/Resources", "/Font", "/F1", "/BaseFont"})->Text(),
+    for (int run = 0; run < 2; ++run) {
+        MemoryOutput out;
+        ASSERT_TRUE(in.Transfer(out, 1, 1));
+        Reread file(out.Finish());
+        ASSERT_EQ(file.pages.size(), 1u);
+        EXPECT_EQ(file.At(file.Page(0), {"/Resources", "/Font", "/F1", "/BaseFont"})->Text(),
                   "/Helvetica");
-        EXPECT_NE(file->At(file->Page(0), {"/Contents"}), nullptr);
+        EXPECT_NE(file.At(file.Page(0), {"/Contents"}), nullptr);
     }
 }
 
-TEST(Transfer, PageRangeAndMissingTree) {
-    Reread back(CopyPages(Document({{2, "<< /Type /Pages /Kids [3 0 R 4 0 R 5 0 R] /Count 3 >>"},
-                                    {3, "<< /Type /Page /Parent 2 0 R /Rotate 1 >>"},
-                                    {4, "<< /Type /Page /Parent 2 0 R /Rotate 2 >>"},
-                                    {5, "<< /Type /Page /Parent 2 0 R /Rotate 3 >>"}}),
-                          2, 3));
-    ASSERT_EQ(back.pages.size(), 2u);
-    EXPECT_EQ(back.Page(0)->Get("/Rotate")->Number(), 2);
-
+// The tool always transfers every page; a tree that leads nowhere fails the transfer.
+TEST(Transfer, MissingTree) {
     PDFInput broken;
     Open(broken, Document({{2, "<< /Type /Pages /Kids [9 0 R] /Count 1 >>"}}));
     MemoryOutput out;

@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace testpdf {
 
@@ -10,16 +11,6 @@ namespace {
 
 std::string Num(int64_t v) {
     return std::to_string(v);
-}
-
-std::string Padded(int64_t v, size_t width) {
-    std::string s = std::to_string(v);
-    return std::string(width > s.size() ? width - s.size() : 0, '0') + s;
-}
-
-void PutBigEndian(std::string& out, uint64_t v, int width) {
-    for (int i = width - 1; i >= 0; --i)
-        out.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
 }
 
 // Consecutive runs of the numbers, as "/Index" pairs or table subsections.
@@ -47,11 +38,6 @@ void PdfBuilder::WriteObject(int num, int gen, const std::string& body) {
     m_maxNum = std::max(m_maxNum, num);
 }
 
-PdfBuilder& PdfBuilder::Add(int num, std::string body, int gen) {
-    WriteObject(num, gen, body);
-    return *this;
-}
-
 PdfBuilder& PdfBuilder::AddStream(int num, std::string dictEntries, std::string data) {
     WriteObject(num, 0,
                 "<< " + dictEntries + " /Length " + Num(static_cast<int64_t>(data.size())) +
@@ -62,26 +48,6 @@ PdfBuilder& PdfBuilder::AddStream(int num, std::string dictEntries, std::string 
 PdfBuilder& PdfBuilder::AddPacked(int num, std::string body) {
     m_cur.packed.emplace_back(num, std::move(body));
     m_maxNum = std::max(m_maxNum, num);
-    return *this;
-}
-
-PdfBuilder& PdfBuilder::Trailer(std::string entries) {
-    m_cur.trailer = std::move(entries);
-    return *this;
-}
-
-PdfBuilder& PdfBuilder::Xref(XrefKind kind) {
-    m_cur.kind = kind;
-    return *this;
-}
-
-PdfBuilder& PdfBuilder::ObjectStreamNumber(int num) {
-    m_cur.objStmNum = num;
-    return *this;
-}
-
-PdfBuilder& PdfBuilder::StartXrefObject(int num) {
-    m_cur.startObject = num;
     return *this;
 }
 
@@ -109,7 +75,8 @@ std::string PdfBuilder::Deflate(const std::string& data) {
     uLongf size = compressBound(static_cast<uLong>(data.size()));
     std::string out(size, '\0');
     compress2(reinterpret_cast<Bytef*>(out.data()), &size,
-              reinterpret_cast<const Bytef*>(data.data()), static_cast<uLong>(data.size()), 9);
+              reinterpret_cast<const Bytef*>(data.data()), static_cast<uLong>(data.size()),
+              Z_DEFAULT_COMPRESSION);
     out.resize(size);
     return out;
 }
@@ -137,9 +104,8 @@ void PdfBuilder::CloseSection() {
             s.packedEntries[s.packed[i].first] = {stm, static_cast<int>(i)};
     }
     int64_t prev = m_first ? 0 : m_prevXref;
-    int64_t start = 0;
-    switch (s.kind) {
-    case XrefKind::kTable: {
+    int64_t start = s.kind == XrefKind::kNone ? std::max<int64_t>(Offset(s.startObject), 0) : 0;
+    if (s.kind == XrefKind::kTable) {
         int64_t xrefStm = 0;
         if (!s.packedEntries.empty()) {
             Section hybrid;
@@ -150,16 +116,9 @@ void PdfBuilder::CloseSection() {
         }
         start = static_cast<int64_t>(m_out.size());
         WriteTable(s, prev, xrefStm);
-        break;
-    }
-    case XrefKind::kStream:
-    case XrefKind::kStreamFlate:
+    } else if (s.kind != XrefKind::kNone) {
         start = static_cast<int64_t>(m_out.size());
         WriteXrefStream(s, prev, s.kind == XrefKind::kStreamFlate, true);
-        break;
-    case XrefKind::kNone:
-        start = s.startObject > 0 ? Offset(s.startObject) : 0;
-        break;
     }
     m_out += "startxref\n" + Num(start) + "\n%%EOF\n";
     m_prevXref = start;
@@ -176,12 +135,11 @@ void PdfBuilder::WriteTable(const Section& s, int64_t prev, int64_t xrefStm) {
     for (const auto& [first, count] : Runs(nums)) {
         m_out += Num(first) + " " + Num(count) + "\n";
         for (int n = first; n < first + count; ++n) {
-            if (n == 0) {
-                m_out += "0000000000 65535 f\r\n";
-                continue;
-            }
-            const auto& [offset, gen] = s.entries.at(n);
-            m_out += Padded(offset, 10) + " " + Padded(gen, 5) + " n\r\n";
+            const auto [offset, gen] = n == 0 ? std::pair<int64_t, int>(0, 65535) : s.entries.at(n);
+            char line[24];
+            std::snprintf(line, sizeof line, "%010lld %05d %c\r\n", static_cast<long long>(offset),
+                          gen, n == 0 ? 'f' : 'n');
+            m_out += line;
         }
     }
     m_out += "trailer\n<< /Size " + Num(m_maxNum + 1);
@@ -195,24 +153,23 @@ void PdfBuilder::WriteTable(const Section& s, int64_t prev, int64_t xrefStm) {
 // Rows of /W [1 4 2] for every entry of the section, plus the free head entry of a first section.
 std::string PdfBuilder::XrefStreamData(const Section& s, std::vector<int>& nums, bool head) const {
     std::map<int, std::string> rows;
+    auto row = [&rows](int num, int type, uint64_t second, int third) {
+        std::string& r = rows[num];
+        r = std::string(1, static_cast<char>(type));
+        for (int i = 3; i >= 0; --i)
+            r.push_back(static_cast<char>((second >> (8 * i)) & 0xFF));
+        r += {static_cast<char>((third >> 8) & 0xFF), static_cast<char>(third & 0xFF)};
+    };
     if (head)
-        rows[0] = std::string("\x00\x00\x00\x00\x00\xFF\xFF", 7);
-    for (const auto& [num, entry] : s.entries) {
-        std::string row(1, '\x01');
-        PutBigEndian(row, static_cast<uint64_t>(entry.first), 4);
-        PutBigEndian(row, static_cast<uint64_t>(entry.second), 2);
-        rows[num] = row;
-    }
-    for (const auto& [num, entry] : s.packedEntries) {
-        std::string row(1, '\x02');
-        PutBigEndian(row, static_cast<uint64_t>(entry.first), 4);
-        PutBigEndian(row, static_cast<uint64_t>(entry.second), 2);
-        rows[num] = row;
-    }
+        row(0, 0, 0, 65535);
+    for (const auto& [num, entry] : s.entries)
+        row(num, 1, static_cast<uint64_t>(entry.first), entry.second);
+    for (const auto& [num, entry] : s.packedEntries)
+        row(num, 2, static_cast<uint64_t>(entry.first), entry.second);
     std::string data;
-    for (const auto& [num, row] : rows) {
+    for (const auto& [num, r] : rows) {
         nums.push_back(num);
-        data += row;
+        data += r;
     }
     return data;
 }

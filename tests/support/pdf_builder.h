@@ -31,19 +31,21 @@ public:
     explicit PdfBuilder(const std::string& version = "1.4");
 
     // "num gen obj", the body, "endobj".
-    PdfBuilder& Add(int num, std::string body, int gen = 0);
+    PdfBuilder& Add(int num, const std::string& body, int gen = 0) {
+        return WriteObject(num, gen, body), *this;
+    }
     // A stream object: dictEntries go between "<<" and ">>" (without /Length, which is added).
     PdfBuilder& AddStream(int num, std::string dictEntries, std::string data);
     // An object packed into this section's object stream (numbered ObjectStreamNumber).
     PdfBuilder& AddPacked(int num, std::string body);
     // Trailer entries of this section, e.g. "/Root 1 0 R /Info 5 0 R".
-    PdfBuilder& Trailer(std::string entries);
-    PdfBuilder& Xref(XrefKind kind);
+    PdfBuilder& Trailer(std::string entries) { return m_cur.trailer = std::move(entries), *this; }
+    PdfBuilder& Xref(XrefKind kind) { return m_cur.kind = kind, *this; }
     // Number of this section's object stream; by default the next free number after every
     // object added so far.
-    PdfBuilder& ObjectStreamNumber(int num);
+    PdfBuilder& ObjectStreamNumber(int num) { return m_cur.objStmNum = num, *this; }
     // With XrefKind::kNone: the object whose offset "startxref" gives.
-    PdfBuilder& StartXrefObject(int num);
+    PdfBuilder& StartXrefObject(int num) { return m_cur.startObject = num, *this; }
     // Closes the section; what is added next forms an incremental update whose trailer has /Prev.
     PdfBuilder& NewSection();
 
@@ -55,7 +57,7 @@ public:
     // After Build: the number behind the last "startxref".
     int64_t StartXref() const { return m_lastStartXref; }
 
-    // zlib compression of data (for hand-made Flate streams).
+    // zlib compression of data at the default level, as generated Flate streams are made.
     static std::string Deflate(const std::string& data);
 
 private:

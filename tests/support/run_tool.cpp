@@ -23,6 +23,10 @@ ToolResult RunTool(const std::string& program, const std::vector<std::string>& a
     return result;
 }
 
+void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
 TempDir::TempDir() {
     char name[] = "/tmp/quillet-test-XXXXXX";
     if (mkdtemp(name) != nullptr) {

@@ -16,6 +16,7 @@ extern const std::string kExampleForm;
 
 // The whole file; empty when it cannot be read.
 std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& bytes);
 // The bytes with what varies from run to run (the file identifier, the date) blanked out, keeping
 // offsets.
 std::string MaskVarying(std::string pdf);

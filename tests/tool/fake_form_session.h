@@ -13,25 +13,18 @@
 class FakeFormSession : public FormSession {
 public:
     // What the fake answers.
-    bool openOk = true;
-    bool encrypted = false;
-    PasswordResult password = PasswordResult::kOpened;
-    bool createOk = true;
     bool addOk = true;
     bool hasOutline = false;
-    int pagesFound = 1;
-    int pagesWritten = 1;
     std::vector<uint8_t> image;
-    bool supportsAll = true;
 
     std::vector<std::string> calls;
 
     // Deliberately not recorded: asking changes nothing.
-    bool Supports(Operation) const override { return supportsAll; }
-    bool OpenTemplate(const char* name) override { return Log("OpenTemplate", name), openOk; }
-    bool TemplateIsEncrypted() override { return Log("TemplateIsEncrypted"), encrypted; }
+    bool Supports(Operation) const override { return true; }
+    bool OpenTemplate(const char* name) override { return Log("OpenTemplate", name), true; }
+    bool TemplateIsEncrypted() override { return Log("TemplateIsEncrypted"), false; }
     PasswordResult SetTemplatePassword(const char* pw) override {
-        return Log("SetTemplatePassword", pw), password;
+        return Log("SetTemplatePassword", pw), PasswordResult::kOpened;
     }
     void ListFields(FILE* out) override {
         Log("ListFields");
@@ -39,11 +32,11 @@ public:
     }
     void RemoveUsageRights() override { Log("RemoveUsageRights"); }
     bool TemplateHasOutline() override { return Log("TemplateHasOutline"), hasOutline; }
-    int TemplatePageCount() override { return pagesFound; }
-    int OutputPageCount() override { return pagesWritten; }
+    int TemplatePageCount() override { return 1; }
+    int OutputPageCount() override { return 1; }
     // Creating resets the limits, so a run that skips it shows in the limits it passes on.
     bool CreateOutputFile(const char* name) override {
-        return Log("CreateOutputFile", name), Limits(12.0f, 5.0f), createOk;
+        return Log("CreateOutputFile", name), Limits(12.0f, 5.0f), true;
     }
     void CreateOutputInMemory() override { Log("CreateOutputInMemory"), Limits(12.0f, 5.0f); }
     void SetPermissions(const char* p) override { Log("SetPermissions", p); }

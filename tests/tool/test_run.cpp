@@ -58,12 +58,10 @@ void CheckRun(const RunCase& c) {
 const Calls kOpen = {"OpenTemplate(in.pdf)", "TemplateIsEncrypted"};
 
 // Whole runs against the recording session. Control files are read where they stand among the
-// assignments; a missing one is reported and the run goes on.
+// assignments; a missing one is reported and the run goes on. (Listing, opening failures and
+// passwords are checked on the built tool.)
 TEST(ToolRun, Runs) {
     using Fake = FakeFormSession;
-    static constexpr auto kWrong = Fake::PasswordResult::kWrongPassword;
-    static constexpr auto kUnsupported = Fake::PasswordResult::kUnsupportedEncryption;
-    const Calls listed = Join({kOpen, {"ListFields"}});
     const Calls opened = Join({kOpen, {"CreateOutputFile(out.pdf)", "AttachTemplate"}});
     const Calls add = {"AddTextField(F1|0|10|10|100|30|0|12)", "SetFieldValue(F1|abc)"};
     static const std::string tooLong = std::string(300, 'L') + "=v", minusLong = "-" + tooLong,
@@ -108,36 +106,6 @@ TEST(ToolRun, Runs) {
          .out = kImage,
          .err = "add form field failed (F1)\nadd form field failed (F2)\n",
          .setup = [](Fake& s) { s.image.assign(kImage.begin(), kImage.end()), s.addOk = false; }},
-        {.what = "unavailable operation", .args = {"in.pdf", "out.pdf", "@"}, .calls = kOpen,
-         .status = 1, .err = "quillet: deleting fields is not available in this version\n",
-         .in = "A=1\n-B\n", .setup = [](Fake& s) { s.supportsAll = false; }},
-        {.what = "output to standard output", .args = {"in.pdf", "-", "F1=x"},
-         .calls = Join({kOpen, {"CreateOutputInMemory", "AttachTemplate", "SetFieldValue(F1|x)"},
-                        Tail(-1, false), {"TakeMemoryImage"}}),
-         .out = kImage,
-         .setup = [](Fake& s) { s.image.assign(kImage.begin(), kImage.end()); }},
-        {"options only", {"-flatten", "-l"}, {}, 1, "", "insufficient arguments\n"},
-        {"one name lists", {"in.pdf"}, listed, 0, "LISTING\n"},
-        {"-l creates nothing", {"-l", "in.pdf", "out.pdf", "A=1"}, listed, 0, "LISTING\n"},
-        {.what = "template missing", .args = {"in.pdf", "out.pdf"},
-         .calls = {"OpenTemplate(in.pdf)"}, .status = 2,
-         .err = "File 'in.pdf' cannot be opened as template\n",
-         .setup = [](Fake& s) { s.openOk = false; }},
-        {.what = "output not created", .args = {"in.pdf", "out.pdf", "A=1"},
-         .calls = Join({kOpen, {"CreateOutputFile(out.pdf)"}}), .status = 1,
-         .err = "File 'out.pdf' cannot be created\n",
-         .setup = [](Fake& s) { s.createOk = false; }},
-        {.what = "wrong password", .args = {"-pw", "secret", "in.pdf", "out.pdf"},
-         .calls = Join({kOpen, {"SetTemplatePassword(secret)"}}), .status = 2,
-         .err = "File 'in.pdf' cannot be opened: the password is wrong\n",
-         .setup = [](Fake& s) { s.encrypted = true, s.password = kWrong; }},
-        {.what = "unsupported encryption", .args = {"-l", "in.pdf"},
-         .calls = Join({kOpen, {"SetTemplatePassword()"}}), .status = 2,
-         .err = "File 'in.pdf' cannot be opened: its encryption is not supported\n",
-         .setup = [](Fake& s) { s.encrypted = true, s.password = kUnsupported; }},
-        {.what = "encrypted, opens", .args = {"-pw", "pw", "in.pdf"},
-         .calls = Join({kOpen, {"SetTemplatePassword(pw)", "ListFields"}}),
-         .out = "LISTING\n", .setup = [](Fake& s) { s.encrypted = true; }},
     };
     // clang-format on
     for (const RunCase& c : cases)
