@@ -41,7 +41,7 @@ hits=$(grep -rnE '\b(sprintf|strcpy|strcat|atoi|atol|atof|gets)\s*\(' $lib tool 
 [ -n "$hits" ] && report "banned function" "$hits"
 
 # Formatting, where clang-format is installed.
-if command -v clang-format >/dev/null 2>&1 && [ -d .git ]; then
+if command -v clang-format >/dev/null 2>&1 && [ -e .git ]; then
     out=$(git ls-files -co --exclude-standard -- '*.cpp' '*.h' | xargs clang-format --dry-run 2>&1 \
           | grep 'warning:' | cut -d: -f1 | sort -u)
     [ -n "$out" ] && report "not formatted (clang-format -i)" "$out"
