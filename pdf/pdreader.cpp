@@ -74,7 +74,7 @@ void PDReader::CountObjects() {
         if (n >= count)
             count = int64_t{n} + 1;
     }
-    m_objectCount = static_cast<int32_t>(std::min<int64_t>(count, pdlimits::kMaxObjectNumber + 1));
+    m_objectCount = static_cast<int32_t>(std::min<int64_t>(count, HighestObjectNumber() + 1));
 }
 
 bool PDReader::OpenRead(const char* name) {
@@ -128,6 +128,7 @@ void PDReader::CloseRead() {
     std::memset(m_version, 0, sizeof m_version);
     m_headerOffset = 0;
     m_index.clear();
+    m_numberLimitReported = false;
     m_sectionsSeen.clear();
     m_pendingPrev = 0;
     m_sectionsRead = 0;

@@ -194,6 +194,7 @@ private:
     void SetFileEntry(int64_t n, int64_t offset);
     void SetStreamEntry(int64_t n, int64_t stream, int64_t index);
     PDXrefEntry* GrowIndex(int64_t n);
+    int64_t HighestObjectNumber() const noexcept;
     bool RepairFromScan();
     void ScanObjectHeaders();
     int64_t ScannedOffset(int32_t n);
@@ -216,6 +217,7 @@ private:
 
     // Cross-reference data.
     std::vector<PDXrefEntry> m_index;
+    bool m_numberLimitReported = false;
     std::unordered_set<int64_t> m_sectionsSeen;
     int64_t m_pendingPrev = 0; // older stream section not read yet
     int m_sectionsRead = 0;

@@ -289,9 +289,19 @@ void PDReader::MergeTrailer(const PDValue& section) {
     }
 }
 
+int64_t PDReader::HighestObjectNumber() const noexcept {
+    return std::min<int64_t>(pdlimits::kMaxObjectNumber,
+                             std::max(pdlimits::kObjectNumbersFloor, m_inSize));
+}
+
 PDXrefEntry* PDReader::GrowIndex(int64_t n) {
-    if (n <= 0 || n > pdlimits::kMaxObjectNumber)
+    if (n <= 0 || n > HighestObjectNumber()) {
+        if (n > 0 && !m_numberLimitReported)
+            PDReport("object number %lld is beyond what the file can hold: ignored\n",
+                     static_cast<long long>(n));
+        m_numberLimitReported = n > 0 || m_numberLimitReported;
         return nullptr;
+    }
     if (static_cast<size_t>(n) >= m_index.size())
         m_index.resize(static_cast<size_t>(n) + 1);
     return &m_index[static_cast<size_t>(n)];

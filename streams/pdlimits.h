@@ -22,6 +22,9 @@ inline constexpr int kMaxXrefSections = 10000;
 
 // Object numbers above this are treated as absent, whatever /Size claims.
 inline constexpr int32_t kMaxObjectNumber = 8388607;
+// Object numbers an input may use: this many, or one per byte of the file when that is more, so
+// that a small file naming a huge number cannot make the index and the per-number tables huge.
+inline constexpr int64_t kObjectNumbersFloor = int64_t{1} << 20;
 
 // Deep copies and reference walks stop at this depth.
 inline constexpr int kMaxCopyDepth = 10000;
