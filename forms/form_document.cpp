@@ -1,5 +1,6 @@
 #include "forms/form_document.h"
 
+#include "forms/form_fill.h"
 #include "pdf/pdkeys.h"
 #include "pdf/pdstring.h"
 #include "streams/pdsecurity.h"
@@ -137,6 +138,9 @@ bool PDFormDocument::ImportPages() {
     }
     m_template->BindOutput(*this);
     SetMapSource(m_template->MapIndex(), m_template);
+    // Values go into the template's fields before anything is copied, so that fields, widgets
+    // and their new appearances are written once, as filled.
+    PDFieldFiller(*m_template, PDFillLimits{m_largest, m_smallest}, m_warnings).FillAll();
     ImportForm();
     bool transferred = m_template->Transfer(*this, 1, INT_MAX);
     ImportFormResources();

@@ -9,6 +9,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 class PDFormDocument : public PDOutputDoc {
 public:
@@ -73,8 +74,13 @@ public:
     // "(D:YYYYMMDDHHMMSS)" for the local time t.
     static std::string ModDateFor(long long t);
 
-    // Asked for each template page before it is written (applying values comes with filling).
+    // Asked for each template page before it is written.
     bool AcceptTemplatePage(PDInputObj& page);
+
+    // What the user should know about the values of the last import (a name that matched no
+    // field, a character a font cannot show, a value that is no state of a check box ...), one
+    // line each without the line end.
+    const std::vector<std::string>& Warnings() const noexcept { return m_warnings; }
 
 protected:
     void OnFinalWrite() override;
@@ -93,4 +99,5 @@ private:
     float m_smallest = 5.0f;
     int m_flatten = -1;
     std::map<std::string, std::string> m_info;
+    std::vector<std::string> m_warnings;
 };

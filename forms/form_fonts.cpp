@@ -10,10 +10,27 @@ constexpr const char* kNames[] = {
 #undef PD_FORM_FONT_NAME
 };
 static_assert(sizeof(kNames) / sizeof(kNames[0]) == kCount);
+constexpr const char* kBaseNames[] = {
+#define PD_FORM_FONT_BASE(id, res, base) base,
+    PD_FORM_FONTS(PD_FORM_FONT_BASE)
+#undef PD_FORM_FONT_BASE
+};
 } // namespace
 
 const char* ResourceName(int i) {
     return i >= 0 && i < kCount ? kNames[i] : nullptr;
+}
+
+const char* BaseName(int i) {
+    return i >= 0 && i < kCount ? kBaseNames[i] : nullptr;
+}
+
+int IndexOf(std::string_view name) {
+    for (int i = 0; i < kCount; ++i) {
+        if (name == kNames[i])
+            return i;
+    }
+    return -1;
 }
 
 int IndexOfPrefix(const char* text, int length) {

@@ -1,6 +1,8 @@
 // The form font list: resource names of fields, added fields and appearance streams, by index.
 #pragma once
 
+#include <string_view>
+
 #define PD_FORM_FONTS(X)                                                                           \
     X(Helv, "/Helv", "Helvetica")                                                                  \
     X(HeBo, "/HeBo", "Helvetica-Bold")                                                             \
@@ -29,6 +31,10 @@ enum Index : int {
 
 // Resource name of index i ("/Helv" for 0); null outside the list.
 const char* ResourceName(int i);
+// Standard font name of index i ("Helvetica" for 0; empty for the custom slots); null outside.
+const char* BaseName(int i);
+// Index of a whole resource name; -1 when it is not in the list.
+int IndexOf(std::string_view name);
 // Index of a resource name (the first five bytes compared, as a default appearance string starts);
 // -1 when it is not in the list.
 int IndexOfPrefix(const char* text, int length);

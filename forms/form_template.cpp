@@ -41,7 +41,21 @@ PDFormTemplate::~PDFormTemplate() {
 }
 
 void PDFormTemplate::SetPendingValue(const PDStr& name, PDPendingValue value) {
-    m_pending[name.ToString()] = std::move(value);
+    auto [it, added] = m_pending.insert_or_assign(name.ToString(), std::move(value));
+    if (added)
+        m_pendingOrder.push_back(it->first);
+}
+
+int PDFormTemplate::TerminalCount() {
+    CollectFields();
+    return static_cast<int>(m_terminals.size());
+}
+
+PDValue* PDFormTemplate::TerminalField(int field) {
+    CollectFields();
+    if (field < 1 || static_cast<size_t>(field) > m_terminals.size())
+        return nullptr;
+    return TerminalDict(m_terminals[static_cast<size_t>(field - 1)]);
 }
 
 const PDPendingValue* PDFormTemplate::PendingValue(const PDStr& name) const {

@@ -60,6 +60,13 @@ public:
     // The pending value table, by fully-qualified name: the last value set for a name wins.
     void SetPendingValue(const PDStr& name, PDPendingValue value);
     const PDPendingValue* PendingValue(const PDStr& name) const;
+    // Names with a pending value, in the order they were first set.
+    const std::vector<std::string>& PendingNames() const noexcept { return m_pendingOrder; }
+
+    // Terminal fields (those the listing shows), counted from 1 in its order; null when out of
+    // range or unreadable. The dictionary lives in the object cache: use it at once.
+    int TerminalCount();
+    PDValue* TerminalField(int field);
 
     // The document this template is attached to (not owned), and how many documents use it.
     PDFormDocument* Document() const noexcept { return m_document; }
@@ -92,6 +99,7 @@ private:
     template <class Convert> PDStr JoinName(const PDValue* field, Convert convert);
 
     std::unordered_map<std::string, PDPendingValue> m_pending;
+    std::vector<std::string> m_pendingOrder;
     PDFormDocument* m_document = nullptr;
     int m_useCount = 0;
     std::vector<Terminal> m_terminals;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <string>
 #include <vector>
 
 class FormSession {
@@ -67,6 +68,8 @@ public:
     // Carries every page of the template into the output. Failures land in the document's error
     // code, which the user never sees.
     virtual void ImportPages() = 0;
+    // What the user should know about the values the import applied, one line each.
+    virtual std::vector<std::string> Warnings() = 0;
     virtual void CopyOutlines() = 0;
     virtual void CopyNamedDestinations() = 0;
     virtual void WriteCatalog() = 0;

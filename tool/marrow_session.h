@@ -38,6 +38,7 @@ public:
                       int font, float size) override;
     void SetFlatten(int mode) override;
     void ImportPages() override;
+    std::vector<std::string> Warnings() override { return m_document->Warnings(); }
     void CopyOutlines() override;
     void CopyNamedDestinations() override;
     void WriteCatalog() override;

@@ -124,9 +124,14 @@ void CarryOutAssignments(const std::vector<std::string>& assignments, const PDRu
 }
 
 // False when the output could not be written (nothing is left behind then).
-bool TransferDocument(FormSession& session, RunStreams& io) {
+bool TransferDocument(FormSession& session, bool quiet, RunStreams& io) {
     session.RemoveUsageRights();
     session.ImportPages();
+    // Warnings never change the exit status.
+    for (const std::string& warning : session.Warnings()) {
+        if (!quiet)
+            std::fprintf(io.err, "warning: %s\n", warning.c_str());
+    }
     const int found = session.TemplatePageCount();
     const int written = session.OutputPageCount();
     if (written < found) {
@@ -185,7 +190,7 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
     session.AttachTemplate();
     CarryOutAssignments(assignments, request, session, io);
     session.SetFlatten(request.flatten ? 0 : -1);
-    if (!TransferDocument(session, io)) {
+    if (!TransferDocument(session, request.quiet, io)) {
         std::fprintf(io.err, "File '%s' cannot be written\n", request.outputName.c_str());
         return 1;
     }

@@ -62,6 +62,7 @@ public:
     }
     void SetFlatten(int mode) override { Log("SetFlatten", std::to_string(mode)); }
     void ImportPages() override { Log("ImportPages"); }
+    std::vector<std::string> Warnings() override { return {}; }
     void CopyOutlines() override { Log("CopyOutlines"); }
     void CopyNamedDestinations() override { Log("CopyNamedDestinations"); }
     void WriteCatalog() override { Log("WriteCatalog"); }
