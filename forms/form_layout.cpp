@@ -142,7 +142,8 @@ PDLayout PDLayOutText(const std::vector<PDLayoutChar>& text, float size, const P
     if (multiline) {
         double needed = static_cast<double>(out.lines) * out.lineHeight + 2.0;
         if (box.height < needed) {
-            out.nextSize = static_cast<float>(static_cast<double>(box.height) * size / needed - 0.1);
+            out.nextSize =
+                static_cast<float>(static_cast<double>(box.height) * size / needed - 0.1);
             out.fits = out.nextSize >= size;
         }
     } else if (widest > room && widest > 0) {

@@ -15,7 +15,10 @@ const char* kExampleListing = "name                   1 [180,700/320,24] : Ada L
                               "address.street         1 [180,660/320,24] : \n"
                               "address.city           1 [180,620/320,24] : \n"
                               "since                   1 [180,580/80,24] : \n"
-                              "newsletter              1 [180,540/16,16] : Off\n";
+                              "newsletter              1 [180,540/16,16] : Off\n"
+                              "plan                    1 [180,508/16,16] : Off\n"
+                              "plan                    1 [260,508/16,16] : Off\n"
+                              "notes                  1 [180,404/320,80] : \n";
 
 } // namespace
 
