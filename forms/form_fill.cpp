@@ -428,30 +428,21 @@ std::vector<PDLayoutChar> PDFieldFiller::Characters(const Appearance& ap,
     std::u32string missing;
     for (char32_t c : value) {
         PDLayoutChar ch;
-        if (c == '\r' || c == '\n') {
+        if ((c == '\r' || c == '\n') && !oneLine) {
             ch.lineEnd = true;
             ch.code = static_cast<char>(c);
-            if (!oneLine) {
-                chars.push_back(ch);
-                continue;
-            }
-            ch.lineEnd = true; // the layout shows it as a blank
-        }
-        char32_t shown = c == '\t' ? U' ' : c;
-        PDStr code;
-        if (!ch.lineEnd && (ap.font == nullptr || !ap.font->AppendCode(shown, code))) {
-            if (missing.find(c) == std::u32string::npos)
-                missing.push_back(c);
-            code = PDStr("?");
-            if (ap.font != nullptr) {
-                code.Clear();
-                if (!ap.font->AppendCode(U'?', code))
-                    code = PDStr("?");
-            }
-        }
-        if (ch.lineEnd) {
             chars.push_back(ch);
             continue;
+        }
+        // Tabs, and the line ends of a one-line field, show as blanks.
+        char32_t shown = c == '\t' || c == '\r' || c == '\n' ? U' ' : c;
+        PDStr code;
+        if (ap.font == nullptr || !ap.font->AppendCode(shown, code)) {
+            if (missing.find(c) == std::u32string::npos)
+                missing.push_back(c);
+            code.Clear();
+            if (ap.font == nullptr || !ap.font->AppendCode(U'?', code))
+                code = PDStr("?");
         }
         ch.code = code.ToString();
         ch.blank = shown == U' ';
