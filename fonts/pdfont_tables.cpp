@@ -957,6 +957,7 @@ const uint16_t kMacRomanUnicode[224] = {
     0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7,
 };
 } // namespace
+// The Standard table is the base of differences encodings: the text fonts' own encoding.
 const PDCodeTable kPDDefaultTable = {224, 32, kDefaultNames, kDefaultByName, 218, kDefaultUnicode};
 const PDCodeTable kPDSymbolTable = {223, 32, kSymbolNames, kSymbolByName, 189, kSymbolUnicode};
 const PDCodeTable kPDZapfDingbatsTable = {223, 32, kZapfDingbatsNames, kZapfDingbatsByName, 202, kZapfDingbatsUnicode};

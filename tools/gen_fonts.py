@@ -173,6 +173,7 @@ records = [emit_table(out, 'Default', cols['winansi'], 32),
            emit_table(out, 'Standard', cols['standard'], 32),
            emit_table(out, 'MacRoman', cols['macroman'], 32)]
 out.append('} // namespace')
+out.append('// The Standard table is the base of differences encodings: the text fonts\' own encoding.')
 out.extend(records)
 out.append('')
 

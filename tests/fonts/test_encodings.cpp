@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 namespace {
@@ -22,10 +23,10 @@ const bool kDebugLatched = [] {
     return true;
 }();
 
-std::string Text(const PDEncoding& enc, uint32_t code) {
+// The first UTF-16 unit of a code's text; -1 when it has none.
+int Unit(const PDEncoding& enc, uint32_t code) {
     PDStr out;
-    enc.AppendText(code, out);
-    return out.ToString();
+    return enc.AppendText(code, out) > 0 ? out.At(0) << 8 | out.At(1) : -1;
 }
 
 TEST(Glyphs, CodesOfNames) {
@@ -53,81 +54,88 @@ TEST(Glyphs, UnicodeBothWays) {
     EXPECT_EQ(GlyphToUnicode("AEsmall"), 0xF7E6);
     EXPECT_LT(GlyphToUnicode("nosuchglyph"), 1);
     EXPECT_STREQ(UnicodeToGlyph(0x0416), "afii10024");
-    EXPECT_STREQ(UnicodeToGlyph(0x2701), "a1");
     EXPECT_EQ(UnicodeToGlyph(0x0001), nullptr);
 }
 
-TEST(Encodings, BuiltinTables) {
+TEST(Encodings, BuiltinAndDifferences) {
     const PDEncoding& def = PDDefaultTextEncoding();
-    EXPECT_EQ(def.GlyphName(31), nullptr);
-    EXPECT_STREQ(def.GlyphName(32), "space");
-    EXPECT_STREQ(def.GlyphName(255), "ydieresis");
-    EXPECT_EQ(Text(def, 5), std::string("\0\5", 2)); // no name: the code itself
-    EXPECT_EQ(Text(def, 128), "\x20\xAC");
-    EXPECT_EQ(def.NameToCode("/minus"), 45);
-    EXPECT_EQ(def.NameToCode("space"), 32);
-    EXPECT_EQ(def.NameToCode("alpha"), -1);
-    EXPECT_EQ(def.UnicodeToCode(0xA0), 160u);
-    EXPECT_EQ(def.UnicodeToCode(0x416), 0u);
-
     const PDEncoding& sym = PDSymbolEncoding();
-    EXPECT_STREQ(sym.GlyphName(65), "Alpha");
-    EXPECT_EQ(sym.NameToCode("alpha"), 97);
-    EXPECT_EQ(sym.NameToCode("A"), 0);
-    EXPECT_EQ(Text(sym, 20), "");
-    EXPECT_EQ(sym.UnicodeToCode(0x3B1), 97u);
-    EXPECT_STREQ(PDZapfDingbatsEncoding().GlyphName(65), "a10");
-    EXPECT_EQ(PDZapfDingbatsEncoding().UnicodeToCode(0x2701), 33u);
+    auto array = testpdf::ParseText("[32 /Euro /A 200 /uni0416 /zzz 300 /B]");
+    PDDiffEncoding diff(PDDiffEncoding::NamedBase("/MacRomanEncoding"), array.get());
+    PDDiffEncoding standard(nullptr, nullptr);
+    const struct {
+        const PDEncoding& enc;
+        uint32_t code;
+        const char* name; // null: no name
+        int unit;         // -1: no text
+    } codes[] = {
+        {def, 31, nullptr, 31},         {def, 32, "space", 32},
+        {def, 128, "Euro", 0x20AC},     {sym, 65, "Alpha", 0x391},
+        {sym, 20, nullptr, -1},         {PDZapfDingbatsEncoding(), 65, "a10", 0x2721},
+        {diff, 32, "Euro", 0x20AC},     {diff, 33, "A", 'A'},
+        {diff, 200, "uni0416", 0x416},  {diff, 201, "zzz", -1},
+        {diff, 138, "adieresis", 0xE4}, {standard, 39, "quoteright", 0x2019},
+    };
+    for (const auto& row : codes) {
+        EXPECT_STREQ(row.enc.GlyphName(row.code), row.name) << row.code;
+        EXPECT_EQ(Unit(row.enc, row.code), row.unit) << row.code;
+    }
+    const struct {
+        const PDEncoding& enc;
+        const char* name;
+        int code;
+        uint32_t unicode;
+        uint32_t fromUnicode;
+    } names[] = {
+        {def, "/minus", 45, 0xA0, 160}, {def, "space", 32, 0x416, 0},
+        {def, "alpha", -1, 0xE9, 233},  {sym, "alpha", 97, 0x3B1, 97},
+        {sym, "A", 0, 0x41, 0},         {diff, "/zzz", 201, 0x20AC, 32},
+    };
+    for (const auto& row : names) {
+        EXPECT_EQ(row.enc.NameToCode(row.name), row.code) << row.name;
+        EXPECT_EQ(row.enc.UnicodeToCode(row.unicode), row.fromUnicode) << row.unicode;
+    }
+    EXPECT_EQ(diff.CodeToChar(65), 33); // the default encoding's "A" sits at 33 here
 }
 
-TEST(Encodings, Differences) {
-    auto diff = testpdf::ParseText("[32 /Euro /A 200 /uni0416 /zzz 300 /B]");
-    PDDiffEncoding enc(PDDiffEncoding::NamedBase("/MacRomanEncoding"), diff.get());
-    EXPECT_EQ(Text(enc, 32), "\x20\xAC");
-    EXPECT_EQ(Text(enc, 33), std::string("\0A", 2));
-    EXPECT_EQ(Text(enc, 200), "\x04\x16");
-    EXPECT_EQ(Text(enc, 201), "");                 // a name with no value
-    EXPECT_STREQ(enc.GlyphName(138), "adieresis"); // from the base
-    EXPECT_EQ(enc.NameToCode("/zzz"), 201);
-    EXPECT_EQ(enc.UnicodeToCode(0x20AC), 32u);
-    EXPECT_EQ(enc.CodeToChar(65), 33); // the default encoding's "A" sits at 33 here
-    PDDiffEncoding standard(nullptr, nullptr);
-    EXPECT_STREQ(standard.GlyphName(39), "quoteright");
+std::unique_ptr<PDToUnicode> ReadMap(std::string cmap) {
+    auto map = std::make_unique<PDToUnicode>();
+    map->Read(reinterpret_cast<const uint8_t*>(cmap.data()), static_cast<int64_t>(cmap.size()));
+    return map;
 }
 
 TEST(ToUnicode, SectionsAndBounds) {
     const struct {
         const char* cmap;
         uint32_t code;
-        std::string text;
+        int unit;
     } rows[] = {
-        {"2 beginbfchar <01> <0041> <0002> <00660069> endbfchar", 2, std::string("\0f\0i", 4)},
-        {"1 beginbfrange <10> <1f> <0030> endbfrange", 0x1A, std::string("\0:", 2)},
-        {"1 beginbfrange <20> <22> [<0061> <0062>] endbfrange", 0x21, std::string("\0b", 2)},
-        {"1 beginbfrange <20> <22> [<0061> <0062>] endbfrange", 0x22, ""},
+        {"2 beginbfchar <01> <0041> <0002> <00660069> endbfchar", 2, 'f'},
+        {"1 beginbfrange <10> <1f> <0030> endbfrange", 0x1A, ':'},
+        {"1 beginbfrange <20> <22> [<0061> <0062>] endbfrange", 0x21, 'b'},
+        {"1 beginbfrange <20> <22> [<0061> <0062>] endbfrange", 0x22, -1},
         // Hostile: a range of every four-byte code and one of 2^16 + 1 codes are dropped, a
         // malformed entry is skipped, and the entries around them still count.
         {"beginbfrange <00000000> <FFFFFFFF> <0041> <0000> <10000> <0041> <05> <05> <0045>"
          " endbfrange beginbfchar <07> /x <08> <0048> endbfchar",
-         8, std::string("\0H", 2)},
-        {"beginbfrange <00000000> <FFFFFFFF> <0041> endbfrange", 0x1234, ""},
-        {"beginbfrange <0000> <FFFF> <4E00> endbfrange", 0x20, "\x4E\x20"},
-        {"beginbfchar <41> <0041", 0x41, std::string("\0A", 2)},
+         8, 'H'},
+        {"beginbfrange <00000000> <FFFFFFFF> <0041> endbfrange", 0x1234, -1},
+        {"beginbfrange <0000> <FFFF> <4E00> endbfrange", 0x20, 0x4E20},
+        {"beginbfchar <41> <0041", 0x41, 'A'},
     };
     for (const auto& row : rows) {
-        std::string cmap = row.cmap;
-        PDToUnicode map;
-        map.Read(reinterpret_cast<const uint8_t*>(cmap.data()), static_cast<int64_t>(cmap.size()));
-        EXPECT_EQ(Text(map, row.code), row.text) << row.cmap;
-        EXPECT_LE(map.Count(), 3) << row.cmap;
+        auto map = ReadMap(row.cmap);
+        EXPECT_EQ(Unit(*map, row.code), row.unit) << row.cmap;
+        EXPECT_LE(map->Count(), 3) << row.cmap;
     }
-    PDToUnicode map;
-    std::string cmap = "beginbfrange <0100> <01FF> <0400> endbfrange";
-    map.Read(reinterpret_cast<const uint8_t*>(cmap.data()), static_cast<int64_t>(cmap.size()));
+    auto map = ReadMap("beginbfrange <0100> <01FF> <0400> endbfrange "
+                       "beginbfchar <0002> <00660069> endbfchar");
     uint32_t code = 0;
-    EXPECT_TRUE(map.CodeFor(0x416, code));
+    EXPECT_TRUE(map->CodeFor(0x416, code));
     EXPECT_EQ(code, 0x116u);
-    EXPECT_STREQ(map.GlyphName(0x116), "afii10024");
+    EXPECT_STREQ(map->GlyphName(0x116), "afii10024");
+    PDStr text;
+    EXPECT_EQ(map->AppendText(2, text), 2);
 }
 
 } // namespace
