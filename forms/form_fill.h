@@ -2,7 +2,7 @@
 // carried over: /V of each assigned field, and the state and appearance of each of its widgets.
 #pragma once
 
-#include "fonts/pdfont.h"
+#include "fonts/pdfontfactory.h"
 #include "forms/form_layout.h"
 #include "forms/form_template.h"
 #include "streams/pdstr.h"
