@@ -25,6 +25,10 @@ constexpr double kSmallestLineFactor = 0.9;
 constexpr double kDefaultLineFactor = 1.156;
 // ZapfDingbats' check mark.
 constexpr char kCheckMark = '4';
+// No text is drawn smaller than this, whatever the size limits say.
+constexpr float kSmallestSize = 1.0f;
+// Page coordinates stay within this (the largest user space a page may have, twice over).
+constexpr double kLargestCoordinate = 1e6;
 // How many characters a warning names before it stops listing them.
 constexpr size_t kNamedCharacters = 8;
 
@@ -124,7 +128,14 @@ struct PDFieldFiller::Appearance {
 
 PDFieldFiller::PDFieldFiller(PDFormTemplate& form, PDFillLimits limits,
                              std::vector<std::string>& warnings)
-    : m_form(form), m_limits(limits), m_warnings(warnings) {}
+    : m_form(form), m_limits(limits), m_warnings(warnings) {
+    // Limits come from the command line as given: text is never drawn below one unit, and the
+    // largest size is never below the smallest.
+    if (!(m_limits.smallest >= kSmallestSize) || !std::isfinite(m_limits.smallest))
+        m_limits.smallest = kSmallestSize;
+    if (!(m_limits.largest >= m_limits.smallest) || !std::isfinite(m_limits.largest))
+        m_limits.largest = std::max(m_limits.smallest, 12.0f);
+}
 
 PDFieldFiller::~PDFieldFiller() = default;
 
@@ -274,6 +285,11 @@ bool PDFieldFiller::PrepareAppearance(PDValue& field, Widget& widget, Appearance
     double c[4];
     for (int i = 0; i < 4; ++i)
         c[i] = Resolved(rect->Element(i)) != nullptr ? Resolved(rect->Element(i))->GetReal() : 0.0;
+    // Boxes beyond the largest page a file may have are no boxes.
+    for (double v : c) {
+        if (!(std::fabs(v) <= kLargestCoordinate))
+            return false;
+    }
     ap.width = static_cast<float>(std::fabs(c[2] - c[0]));
     ap.height = static_cast<float>(std::fabs(c[3] - c[1]));
     PDValue* mk = Inherited(w, "/MK");
@@ -360,6 +376,8 @@ void PDFieldFiller::ChooseFont(PDValue& field, Widget& widget, Appearance& ap) {
             PDParseReal(text.substr(size.first, size.second - size.first).c_str()));
         if (!(ap.fontSize >= 0) || ap.fontSize > 10000)
             ap.fontSize = 0;
+        else if (ap.fontSize > 0 && ap.fontSize < kSmallestSize)
+            ap.fontSize = kSmallestSize;
         ap.daBefore = text.substr(0, size.first);
         ap.daAfter = text.substr(size.second);
     }
@@ -711,7 +729,9 @@ bool PDFieldFiller::BuildListAppearance(PDValue& field, Widget& widget, const st
         return false;
     float size = ap.fontSize > 0 ? ap.fontSize : m_limits.largest;
     double lineHeight = size * 1.15;
-    int visible = std::max(1, static_cast<int>((ap.height - 2) / lineHeight));
+    double rows =
+        std::clamp((ap.height - 2) / lineHeight, 1.0, static_cast<double>(options.size() + 1));
+    int visible = static_cast<int>(rows);
     int first = selected >= visible ? selected - visible + 1 : 0;
     std::string body;
     std::string highlight;
