@@ -158,7 +158,6 @@ void PDFieldFiller::FillAll() {
     const std::vector<std::string>& names = m_form.PendingNames();
     if (names.empty())
         return;
-    std::unordered_set<std::string> used;
     std::unordered_map<std::string, std::vector<int>> byBytes;
     std::unordered_map<std::string, std::vector<int>> byUtf8;
     int count = m_form.TerminalCount();
@@ -172,15 +171,17 @@ void PDFieldFiller::FillAll() {
     for (const std::string& name : names) {
         // A name copied from the listing (UTF-8) fills the field when no name matches byte for
         // byte.
-        auto it = byBytes.find(name);
-        if (it == byBytes.end())
-            it = byUtf8.find(name);
-        if (it == byUtf8.end()) {
+        auto bytes = byBytes.find(name);
+        auto utf8 = byUtf8.find(name);
+        const std::vector<int>* fields = bytes != byBytes.end() ? &bytes->second
+                                         : utf8 != byUtf8.end() ? &utf8->second
+                                                                : nullptr;
+        if (fields == nullptr) {
             m_warnings.push_back("Field '" + name + "' not found: its value is not used");
             continue;
         }
         const PDPendingValue* pending = m_form.PendingValue(PDStr(name));
-        for (int i : it->second) {
+        for (int i : *fields) {
             if (PDValue* field = m_form.TerminalField(i); field != nullptr && pending != nullptr)
                 Fill(*field, name, *pending);
         }
@@ -249,9 +250,8 @@ bool PDFieldFiller::BuildTextAppearance(PDValue& field, Widget& widget, const st
         layout = PDLayOutText(chars, size, box);
     } else {
         float start = m_limits.largest;
-        if (!multiline && !comb)
-            start = std::min(start, static_cast<float>((ap.height - 4.0) / factor));
-        if (comb)
+        // One line starts from the size that fills the box's height.
+        if (!multiline || comb)
             start = std::min(start, static_cast<float>((ap.height - 4.0) / factor));
         start = std::max(start, m_limits.smallest);
         layout = PDAutoSizeText(chars, box, start, m_limits.smallest, size);
@@ -302,8 +302,6 @@ bool PDFieldFiller::PrepareAppearance(PDValue& field, Widget& widget, Appearance
     ap.flags = static_cast<uint32_t>(InheritedInt(&field, "/Ff", 0));
     ap.maxLength = std::max(0, InheritedInt(&field, "/MaxLen", 0));
     ap.quadding = InheritedInt(w, "/Q", InheritedInt(&field, "/Q", 0));
-    ChooseFont(field, widget, ap);
-
     PDValue* apDict = Resolved(w->Get("/AP"));
     PDValue* normal = apDict != nullptr && apDict->Kind() == kPDDictionary
                           ? Resolved(apDict->Get("/N"))
@@ -315,6 +313,7 @@ bool PDFieldFiller::PrepareAppearance(PDValue& field, Widget& widget, Appearance
         if (DecodeStream(*normal, content, &m_form) == 1)
             old = content.ToString();
     }
+    ChooseFont(field, widget, ap);
     size_t marked = old.find("/Tx BMC");
     if (marked != std::string::npos) {
         ap.kept = old.substr(0, marked);
@@ -382,7 +381,7 @@ void PDFieldFiller::ChooseFont(PDValue& field, Widget& widget, Appearance& ap) {
         ap.daAfter = text.substr(size.second);
     }
     ap.fontRef = nullptr;
-    PDValue* resource = FontResource(widget.dict, ap.fontName);
+    PDValue* resource = FontResource(widget.dict, ap.existing, ap.fontName);
     int index = formfont::IndexOf(ap.fontName);
     bool formFont = index >= 0 && index < formfont::Ctm1;
     if (formFont)
@@ -405,9 +404,12 @@ PDValue* PDFieldFiller::FormResources() {
     return form != nullptr ? m_form.ResolveKey(form, "/DR") : nullptr;
 }
 
-// The font the resource name stands for: in the widget's own /DR, else in the form's.
-PDValue* PDFieldFiller::FontResource(PDValue* widget, const std::string& resourceName) {
-    for (PDValue* dr : {Resolved(widget->Get("/DR")), FormResources()}) {
+// The font the resource name stands for: in the old appearance's resources, the widget's own /DR,
+// else the form's.
+PDValue* PDFieldFiller::FontResource(PDValue* widget, PDValue* appearance,
+                                     const std::string& resourceName) {
+    PDValue* own = appearance != nullptr ? Resolved(appearance->Get("/Resources")) : nullptr;
+    for (PDValue* dr : {own, Resolved(widget->Get("/DR")), FormResources()}) {
         PDValue* fonts =
             dr != nullptr && dr->Kind() == kPDDictionary ? m_form.ResolveKey(dr, "/Font") : nullptr;
         PDValue* font = fonts != nullptr && fonts->Kind() == kPDDictionary
@@ -650,7 +652,7 @@ void PDFieldFiller::GiveButtonAppearance(PDValue& field, Widget& widget,
                            ? Text(ca).substr(0, 1)
                            : std::string(1, kCheckMark);
     ap.fontName = "/ZaDb";
-    PDValue* resource = FontResource(widget.dict, ap.fontName);
+    PDValue* resource = FontResource(widget.dict, ap.existing, ap.fontName);
     ap.fontRef = resource != nullptr ? resource->Copy()
                                      : PDValue::MakeReference(FontObject("/ZaDb", "ZapfDingbats"));
     ap.font = PDFontFactory::StdFont("ZapfDingbats");

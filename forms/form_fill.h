@@ -63,7 +63,7 @@ private:
 
     int32_t FontObject(const std::string& resourceName, const char* baseFont);
     PDValue* FormResources();
-    PDValue* FontResource(PDValue* widget, const std::string& resourceName);
+    PDValue* FontResource(PDValue* widget, PDValue* appearance, const std::string& resourceName);
 
     PDFormTemplate& m_form;
     PDFillLimits m_limits;
