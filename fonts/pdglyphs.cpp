@@ -2,6 +2,7 @@
 
 #include "fonts/pdfont_tables.h"
 #include "streams/pddiag.h"
+#include "streams/pdnumtext.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -9,13 +10,7 @@
 namespace {
 
 int HexDigit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
+    return PDHexValue(static_cast<uint8_t>(c));
 }
 
 // Digits in the given base from text on, stopping at the first byte that is not one. Kept to

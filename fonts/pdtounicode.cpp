@@ -1,6 +1,7 @@
 #include "fonts/pdtounicode.h"
 
 #include "fonts/pdglyphs.h"
+#include "streams/pdnumtext.h"
 
 #include <algorithm>
 #include <cstring>
@@ -42,12 +43,6 @@ public:
 
 private:
     static bool IsRegular(uint8_t c) { return c > ' ' && std::strchr("<>[]()%{}", c) == nullptr; }
-    static int Hex(uint8_t c) {
-        if (c >= '0' && c <= '9')
-            return c - '0';
-        c = static_cast<uint8_t>(c | 0x20);
-        return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-    }
     void SkipBlanks() {
         while (m_p < m_end && (*m_p <= ' ' || *m_p == '%')) {
             if (*m_p++ == '%')
@@ -58,7 +53,7 @@ private:
     PDCMapToken ReadHex() {
         int high = -1;
         for (; m_p < m_end && *m_p != '>'; ++m_p) {
-            int digit = Hex(*m_p);
+            int digit = PDHexValue(*m_p);
             if (digit < 0)
                 continue; // blanks inside are allowed, other bytes are dropped
             if (high < 0) {
