@@ -96,7 +96,7 @@ PDLayout PDLayOutText(const std::vector<PDLayoutChar>& text, float size, const P
         for (PDLayoutChar& c : oneLine) {
             if (c.lineEnd) {
                 c.lineEnd = false;
-                c.code = " ";
+                c.code.assign(1, ' ');
                 c.blank = true;
             }
         }
