@@ -124,9 +124,42 @@ bool PDFormDocument::SetValue(const PDStr& name, const PDStr& value, int option1
     return true;
 }
 
+bool PDFormDocument::DeleteField(const PDStr& name) {
+    if (m_template == nullptr || !m_template->IsOpenForReading())
+        return false;
+    if (m_template->DeleteField(name))
+        return true;
+    m_warnings.push_back("Field '" + name.ToString() + "' not found: nothing deleted");
+    return false;
+}
+
 bool PDFormDocument::AcceptTemplatePage(PDInputObj& page) {
-    (void)page;
+    if (m_template != nullptr && m_template->HasDeletions())
+        DropDeletedWidgets(page);
     return true;
+}
+
+// Widgets of deleted fields leave the page. The page is written after this, so its own /Annots
+// entry is replaced by the array that is left; a shared array object stays as it was.
+void PDFormDocument::DropDeletedWidgets(PDInputObj& page) {
+    PDFormTemplate& form = *m_template;
+    PDValue* annots =
+        page.Value() != nullptr ? form.Resolve(page.Value()->GetSlot(pdkey::Annots)) : nullptr;
+    if (annots == nullptr || annots->Kind() != kPDArray)
+        return;
+    std::unique_ptr<PDValue> kept = PDValue::MakeArray();
+    bool dropped = false;
+    for (PDValue* a = annots->First(); a != nullptr; a = a->Next()) {
+        PDValue* annot = form.Resolve(a);
+        int32_t number = a->Kind() == kPDReference ? a->Number() : 0;
+        if (annot != nullptr && annot->Kind() == kPDDictionary && form.IsDeleted(annot, number)) {
+            dropped = true;
+            continue;
+        }
+        kept->Append(a->Copy());
+    }
+    if (dropped)
+        page.Value()->Dict()->SaveAttrVal(pdkey::Annots, std::move(kept));
 }
 
 // ------------------------------------------------------------------ import
@@ -181,7 +214,8 @@ void PDFormDocument::ImportForm() {
     PDValue* order = form.ResolveKey(acro, "/CO");
     for (PDValue* c = order != nullptr && order->Kind() == kPDArray ? order->First() : nullptr;
          c != nullptr; c = c->Next()) {
-        if (c->Kind() == kPDReference && form.CopyObject(c->Number()))
+        if (c->Kind() == kPDReference && !form.IsDeleted(form.Resolve(c), c->Number()) &&
+            form.CopyObject(c->Number()))
             Fields().CalculationOrder().Append(MapId(c->Number(), map));
     }
     PDValue* entry = nullptr;

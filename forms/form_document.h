@@ -50,6 +50,10 @@ public:
     bool SetValue(const PDStr& name, const PDStr& value, int option1 = -1, int option2 = -1,
                   int option3 = 0);
 
+    // Deletes the field of the template (see PDFormTemplate::DeleteField); a name that matches no
+    // field is warned about.
+    bool DeleteField(const PDStr& name);
+
     // Carries every page of the template, with its form, into the output. Running out of memory
     // here ends the import with error 1009 instead of ending the process.
     bool ImportPages();
@@ -91,6 +95,7 @@ private:
     void ImportForm();
     void ImportFormResources();
     bool HasFontResource(const char* name);
+    void DropDeletedWidgets(PDInputObj& page);
     void CopyCatalogEntry(const char* key);
     std::unique_ptr<PDValue> CopiedValue(const PDValue& value);
 

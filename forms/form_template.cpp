@@ -306,6 +306,95 @@ int PDFormTemplate::PageOf(int32_t widgetObj, const PDValue* widget) {
     return 0;
 }
 
+// ------------------------------------------------------------------ deletion
+
+namespace {
+
+// Removes the element at index from array (elements are copied, since the chain has no unlink of
+// its own for values written in place).
+void RemoveElement(PDValue& array, int index) {
+    std::vector<std::unique_ptr<PDValue>> kept;
+    int i = 0;
+    for (PDValue* e = array.First(); e != nullptr; e = e->Next(), ++i) {
+        if (i != index)
+            kept.push_back(e->Copy());
+    }
+    array.SetFirst(nullptr);
+    for (auto& e : kept)
+        array.Append(std::move(e));
+}
+
+} // namespace
+
+bool PDFormTemplate::DeleteField(const PDStr& name) {
+    PDValue* fields = FormFields();
+    if (fields == nullptr) {
+        SetErrorCode(pderr::kCatalog);
+        return false;
+    }
+    // The name as the file writes it wins; the name as the listing shows it is the fallback.
+    if (DeleteIn(*fields, name.View(), false, 0) || DeleteIn(*fields, name.View(), true, 0)) {
+        ForgetFields();
+        return true;
+    }
+    SetErrorCode(pderr::kNoField);
+    return false;
+}
+
+bool PDFormTemplate::DeleteIn(PDValue& array, std::string_view name, bool utf8, int depth) {
+    if (depth > pdlimits::kMaxTreeDepth)
+        return false;
+    int index = 0;
+    for (PDValue* e = array.First(); e != nullptr; e = e->Next(), ++index) {
+        PDValue* field = Deref(e);
+        if (field == nullptr || field->Kind() != kPDDictionary || field->Get("/T") == nullptr)
+            continue;
+        PDStr bytes = TextOf(Deref(field->Get("/T")));
+        std::string part = utf8 ? Utf8(bytes) : bytes.ToString();
+        if (name == part) {
+            MarkDeleted(*e, *field);
+            RemoveElement(array, index);
+            return true;
+        }
+        if (name.size() <= part.size() || name.substr(0, part.size()) != part ||
+            name[part.size()] != '.')
+            continue;
+        PDValue* kids = Deref(field->GetSlot(pdkey::Kids));
+        if (kids == nullptr || kids->Kind() != kPDArray ||
+            !DeleteIn(*kids, name.substr(part.size() + 1), utf8, depth + 1))
+            continue;
+        if (kids->First() == nullptr) {
+            MarkDeleted(*e, *field);
+            RemoveElement(array, index);
+        }
+        return true;
+    }
+    return false;
+}
+
+// The mark goes into the field; the number is kept as well, so that the field counts as deleted
+// even when the cache reads it anew.
+void PDFormTemplate::MarkDeleted(const PDValue& entry, PDValue& field) {
+    field.Dict()->Set("/Deleted", std::make_unique<PDValue>("true"));
+    m_deletedAny = true;
+    if (entry.Kind() == kPDReference)
+        m_deleted.insert(entry.Number());
+}
+
+bool PDFormTemplate::IsDeleted(const PDValue* node, int32_t number) {
+    for (int depth = 0; node != nullptr && depth < pdlimits::kMaxTreeDepth; ++depth) {
+        if (number != 0 && m_deleted.count(number) != 0)
+            return true;
+        if (const PDValue* d = node->Get("/Deleted"); d != nullptr && d->Text() == "true")
+            return true;
+        const PDValue* link = node->GetSlot(pdkey::Parent);
+        number = link != nullptr && link->Kind() == kPDReference ? link->Number() : 0;
+        const PDValue* parent = Deref(const_cast<PDValue*>(link));
+        node = parent != nullptr && parent->Kind() == kPDDictionary ? parent : nullptr;
+    }
+    return false;
+}
+
 PDValue* PDFormTemplate::FindField(const PDStr& name) {
     PDValue* catalog = Catalog();
     PDValue* form = catalog ? Deref(catalog->Get("/AcroForm")) : nullptr;

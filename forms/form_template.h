@@ -6,7 +6,9 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 struct PDFieldInfo {
@@ -54,6 +56,16 @@ public:
     // The listing: one line per widget, "%*s %s : %s\n" with names and values as UTF-8.
     std::string ListFields();
 
+    // Deletes the field of this fully-qualified name (matched byte for byte, else as UTF-8 part by
+    // part): it leaves /Fields or its parent's /Kids and is marked /Deleted, and a parent whose
+    // last kid goes goes too. False with error 1016 when no field has the name, 1006 when the
+    // document has no form.
+    bool DeleteField(const PDStr& name);
+    // True when the field or widget (object number, 0 when written in place), or a field above
+    // it, was deleted.
+    bool IsDeleted(const PDValue* node, int32_t number);
+    bool HasDeletions() const noexcept { return !m_deleted.empty() || m_deletedAny; }
+
     // Forgets what was learnt about the field tree (after the tree was changed or re-read).
     void ForgetFields();
 
@@ -96,10 +108,14 @@ private:
     void CollectPages();
     bool DefaultAppearance(const PDValue* widget, const PDValue* field, PDStr& da);
     PDValue* Deref(PDValue* v);
+    bool DeleteIn(PDValue& array, std::string_view name, bool utf8, int depth);
+    void MarkDeleted(const PDValue& entry, PDValue& field);
     template <class Convert> PDStr JoinName(const PDValue* field, Convert convert);
 
     std::unordered_map<std::string, PDPendingValue> m_pending;
     std::vector<std::string> m_pendingOrder;
+    std::unordered_set<int32_t> m_deleted; // fields deleted, by object number
+    bool m_deletedAny = false;
     PDFormDocument* m_document = nullptr;
     int m_useCount = 0;
     std::vector<Terminal> m_terminals;

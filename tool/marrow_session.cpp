@@ -56,10 +56,9 @@ PDMarrowSession::~PDMarrowSession() {
     m_template.reset();
 }
 
-// Deleting, adding and flattening fields are not built yet.
+// Adding and flattening fields are not built yet.
 bool PDMarrowSession::Supports(Operation operation) const {
-    (void)operation;
-    return false;
+    return operation == Operation::kDeleteField;
 }
 
 bool PDMarrowSession::CreateOutputFile(const char* name) {
@@ -106,8 +105,8 @@ bool PDMarrowSession::SetFieldValue(const char* name, const char* value) {
     return m_document->SetValue(PDStr(name), PDStr(value));
 }
 
-bool PDMarrowSession::DeleteField(const char* /*name*/) {
-    return true; // TODO(forms): the form document's field deletion.
+bool PDMarrowSession::DeleteField(const char* name) {
+    return m_document->DeleteField(PDStr(name));
 }
 
 bool PDMarrowSession::AddTextField(const char* /*name*/, int /*pageIndex*/, float /*x*/,

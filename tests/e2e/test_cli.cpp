@@ -78,7 +78,6 @@ TEST(CliEndToEnd, UnavailableOperationsAreRefused) {
     REQUIRE_TOOL();
     const std::string pre = "quillet: ", post = " is not available in this version\n";
     const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{"in.pdf", "out.pdf", "A=1", "-A"}, "deleting fields"},
         {{"in.pdf", "out.pdf", "+A@99=1"}, "adding fields"},
         {{"-flatten", "in.pdf", "out.pdf"}, "flattening"},
         {{"in.pdf", "out.pdf", "@-"}, "adding fields"},

@@ -163,3 +163,38 @@ TEST(FillEndToEnd, ButtonValuesThatDoNotFit) {
                   c.fields);
     }
 }
+
+// Deleting: a kid goes and its sibling stays; the last kid takes its parent along; the widgets
+// leave the page; a name that matches nothing is warned about and the run goes on.
+TEST(FillEndToEnd, DeletedFieldsLeaveFormAndPage) {
+    REQUIRE_TOOL();
+    if (!Have("/usr/bin/python3 -c 'import pypdf'"))
+        GTEST_SKIP() << "pypdf is not installed";
+    struct Case {
+        std::vector<std::string> deletions;
+        const char* err;
+        const char* seen; // fields, then the number of annotations on the page
+    } cases[] = {
+        {{"-address.city"}, "", "name address.street address since newsletter plan notes 7"},
+        {{"-address.city", "-address.street"}, "", "name since newsletter plan notes 6"},
+        {{"-address", "-plan", "-since"}, "", "name newsletter notes 3"},
+        {{"-addr", "-address.town"},
+         "warning: Field 'addr' not found: nothing deleted\n"
+         "warning: Field 'address.town' not found: nothing deleted\n",
+         "name address.street address.city address since newsletter plan notes 8"},
+    };
+    const char* script = "import pypdf,sys\n"
+                         "r = pypdf.PdfReader(sys.argv[1])\n"
+                         "print(*r.get_fields(), len(r.pages[0]['/Annots']), end='')";
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.deletions));
+        TempDir dir;
+        std::vector<std::string> args{kExampleForm, dir.Path() + "/out.pdf"};
+        args.insert(args.end(), c.deletions.begin(), c.deletions.end());
+        ToolResult r = RunTool(ToolPath(), args);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.err, c.err);
+        EXPECT_EQ(Shell("/usr/bin/python3 -c " + Quote(script) + " " + dir.Path() + "/out.pdf"),
+                  c.seen);
+    }
+}
