@@ -133,6 +133,12 @@ bool PDFormDocument::DeleteField(const PDStr& name) {
     return false;
 }
 
+bool PDFormDocument::AddTextField(const PDStr& name, int pageIndex, float x, float y, float width,
+                                  float height, int font, float size) {
+    return m_template != nullptr && m_template->IsOpenForReading() &&
+           m_template->AddTextField(name.ToString(), pageIndex, x, y, width, height, font, size);
+}
+
 bool PDFormDocument::AcceptTemplatePage(PDInputObj& page) {
     if (m_template != nullptr && m_template->HasDeletions())
         DropDeletedWidgets(page);

@@ -54,6 +54,10 @@ public:
     // field is warned about.
     bool DeleteField(const PDStr& name);
 
+    // Adds a text field to the template (see PDFormTemplate::AddTextField).
+    bool AddTextField(const PDStr& name, int pageIndex, float x, float y, float width, float height,
+                      int font, float size);
+
     // Carries every page of the template, with its form, into the output. Running out of memory
     // here ends the import with error 1009 instead of ending the process.
     bool ImportPages();

@@ -66,6 +66,13 @@ public:
     bool IsDeleted(const PDValue* node, int32_t number);
     bool HasDeletions() const noexcept { return !m_deleted.empty() || m_deletedAny; }
 
+    // Adds a text field (a merged field and widget) named name on the page of this index (from
+    // 0) at the rectangle, drawn in the form font of this index at size (0: sized to fit). A
+    // dotted name goes under its parent field, made when missing. False when the name exists,
+    // the page or font does not, or a parent cannot take kids.
+    bool AddTextField(const std::string& name, int pageIndex, float x, float y, float width,
+                      float height, int font, float size);
+
     // Forgets what was learnt about the field tree (after the tree was changed or re-read).
     void ForgetFields();
 
@@ -110,6 +117,10 @@ private:
     PDValue* Deref(PDValue* v);
     bool DeleteIn(PDValue& array, std::string_view name, bool utf8, int depth);
     void MarkDeleted(const PDValue& entry, PDValue& field);
+    PDValue* FormDictionary();
+    PDValue* FindNode(std::string_view name, int32_t& number);
+    PDValue* ParentFor(const std::string& name, int32_t& parentNumber);
+    void AddFormFont(int font);
     template <class Convert> PDStr JoinName(const PDValue* field, Convert convert);
 
     std::unordered_map<std::string, PDPendingValue> m_pending;

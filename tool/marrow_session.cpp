@@ -56,9 +56,9 @@ PDMarrowSession::~PDMarrowSession() {
     m_template.reset();
 }
 
-// Adding and flattening fields are not built yet.
+// Flattening fields is not built yet.
 bool PDMarrowSession::Supports(Operation operation) const {
-    return operation == Operation::kDeleteField;
+    return operation != Operation::kFlatten;
 }
 
 bool PDMarrowSession::CreateOutputFile(const char* name) {
@@ -109,10 +109,9 @@ bool PDMarrowSession::DeleteField(const char* name) {
     return m_document->DeleteField(PDStr(name));
 }
 
-bool PDMarrowSession::AddTextField(const char* /*name*/, int /*pageIndex*/, float /*x*/,
-                                   float /*y*/, float /*width*/, float /*height*/, int /*font*/,
-                                   float /*size*/) {
-    return true; // TODO(forms): the form document's AddTextField.
+bool PDMarrowSession::AddTextField(const char* name, int pageIndex, float x, float y, float width,
+                                   float height, int font, float size) {
+    return m_document->AddTextField(PDStr(name), pageIndex, x, y, width, height, font, size);
 }
 
 void PDMarrowSession::SetFlatten(int mode) {

@@ -78,10 +78,7 @@ TEST(CliEndToEnd, UnavailableOperationsAreRefused) {
     REQUIRE_TOOL();
     const std::string pre = "quillet: ", post = " is not available in this version\n";
     const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{"in.pdf", "out.pdf", "+A@99=1"}, "adding fields"},
         {{"-flatten", "in.pdf", "out.pdf"}, "flattening"},
-        {{"in.pdf", "out.pdf", "@-"}, "adding fields"},
-        {{"in.pdf", "-", "@"}, "adding fields"},
     };
     for (const auto& [args, operation] : cases) {
         SCOPED_TRACE(testing::PrintToString(args));

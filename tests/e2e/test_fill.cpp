@@ -198,3 +198,33 @@ TEST(FillEndToEnd, DeletedFieldsLeaveFormAndPage) {
                   c.seen);
     }
 }
+
+// Adding: a field on a page, one under an existing parent, one whose parents are made; a name
+// that exists or a page that does not fail the add, and the value goes to the existing field.
+TEST(FillEndToEnd, AddedFieldsAreListedAndDrawn) {
+    REQUIRE_TOOL();
+    if (!Have("pdftotext -v"))
+        GTEST_SKIP() << "pdftotext is not installed";
+    TempDir dir;
+    const std::string out = dir.Path() + "/out.pdf";
+    ToolResult r = RunTool(ToolPath(), {kExampleForm, out, "+extra@1,100,100,200,20,0,0=Added",
+                                        "+address.zip@1,300,100,80,20,4,10=12345",
+                                        "+a.b.leaf@1,100,60,200,20,9,12=Deep",
+                                        "+name@1,1,1,10,10,0,0=Taken", "+late@2,1,1,10,10,0,0=x"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "add field extra on page 1 at 100/100, w=200, h=20, font=0, size=0.0\n"
+                     "add field address.zip on page 1 at 300/100, w=80, h=20, font=4, size=10.0\n"
+                     "add field a.b.leaf on page 1 at 100/60, w=200, h=20, font=9, size=12.0\n"
+                     "add form field failed (name)\n"
+                     "add form field failed (late)\n");
+    EXPECT_EQ(r.err, "warning: Field 'late' not found: its value is not used\n");
+    std::string listing = RunTool(ToolPath(), {out}).out;
+    for (const char* line : {"name                   1 [180,700/320,24] : Taken\n",
+                             "address.zip             1 [300,100/80,20] : 12345\n",
+                             "extra                  1 [100,100/200,20] : Added\n",
+                             "a.b.leaf                1 [100,60/200,20] : Deep\n"})
+        EXPECT_NE(listing.find(line), std::string::npos) << line << " in\n" << listing;
+    std::string text = Shell("pdftotext " + Quote(out) + " -");
+    for (const char* shown : {"Added", "12345", "Deep", "Taken"})
+        EXPECT_NE(text.find(shown), std::string::npos) << shown;
+}
