@@ -1,14 +1,17 @@
 #include "forms/form_document.h"
 
 #include "forms/form_fill.h"
+#include "forms/form_flatten.h"
 #include "pdf/pdkeys.h"
 #include "pdf/pdstring.h"
+#include "streams/pdlimits.h"
 #include "streams/pdsecurity.h"
 #include "structure/pdoutln.h"
 
 #include <climits>
 #include <cstdio>
 #include <ctime>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -142,6 +145,8 @@ bool PDFormDocument::AddTextField(const PDStr& name, int pageIndex, float x, flo
 bool PDFormDocument::AcceptTemplatePage(PDInputObj& page) {
     if (m_template != nullptr && m_template->HasDeletions())
         DropDeletedWidgets(page);
+    if (m_template != nullptr && m_flatten == 0)
+        PDFlattener(*m_template).FlattenPage(page);
     return true;
 }
 
@@ -180,9 +185,12 @@ bool PDFormDocument::ImportPages() {
     // Values go into the template's fields before anything is copied, so that fields, widgets
     // and their new appearances are written once, as filled.
     PDFieldFiller(*m_template, PDFillLimits{m_largest, m_smallest}, m_warnings).FillAll();
-    ImportForm();
+    // Flattening burns every field into its page: the output has no form.
+    if (m_flatten != 0)
+        ImportForm();
     bool transferred = m_template->Transfer(*this, 1, INT_MAX);
-    ImportFormResources();
+    if (m_flatten != 0)
+        ImportFormResources();
     if (!transferred) {
         if (m_template->ErrorCode() != 0)
             SetErrorCode(m_template->ErrorCode());
@@ -302,9 +310,77 @@ void PDFormDocument::CopyCatalogEntry(const char* key) {
         OutputCatalog().Dict()->Set(key, std::move(copy));
 }
 
+// An object reference of the structure tree to a widget that the output does not have (burnt in,
+// or deleted) leaves its element, so the tags point at nothing that is gone and do not pull the
+// widget back in.
+bool PDFormDocument::IsGoneWidget(const PDValue* annot, int32_t number) {
+    PDFormTemplate& form = *m_template;
+    const PDValue* subtype =
+        annot != nullptr ? form.Resolve(const_cast<PDValue*>(annot)->Get("/Subtype")) : nullptr;
+    if (subtype == nullptr || !subtype->IsName("/Widget"))
+        return false;
+    return m_flatten == 0 || form.IsDeleted(annot, number);
+}
+
+bool PDFormDocument::IsGoneReference(PDValue* kid) {
+    PDFormTemplate& form = *m_template;
+    PDValue* objr = form.Resolve(kid);
+    if (objr == nullptr || objr->Kind() != kPDDictionary)
+        return false;
+    PDValue* target = objr->Get("/Obj");
+    PDValue* type = form.Resolve(objr->Get("/Type"));
+    if (target == nullptr || target->Kind() != kPDReference || type == nullptr ||
+        !type->IsName("/OBJR"))
+        return false;
+    return IsGoneWidget(form.Resolve(target), target->Number());
+}
+
+void PDFormDocument::PruneStructureTree() {
+    PDFormTemplate& form = *m_template;
+    PDValue* root = form.ResolveKey(form.Catalog(), "/StructTreeRoot");
+    if (root == nullptr || root->Kind() != kPDDictionary)
+        return;
+    std::vector<PDValue*> work{root};
+    std::unordered_set<const PDValue*> seen{root};
+    for (size_t steps = 0; !work.empty() && steps < pdlimits::kMaxStructureSteps; ++steps) {
+        PDValue* element = work.back();
+        work.pop_back();
+        PDValue* k = form.Resolve(element->Get("/K"));
+        if (k == nullptr)
+            continue;
+        if (k->Kind() == kPDDictionary && IsGoneReference(element->Get("/K"))) {
+            element->Dict()->Remove("/K");
+            continue;
+        }
+        std::vector<PDValue*> kids;
+        if (k->Kind() == kPDArray) {
+            std::unique_ptr<PDValue> kept = PDValue::MakeArray();
+            bool dropped = false;
+            for (PDValue* e = k->First(); e != nullptr; e = e->Next()) {
+                if (IsGoneReference(e)) {
+                    dropped = true;
+                    continue;
+                }
+                kept->Append(e->Copy());
+                kids.push_back(form.Resolve(e));
+            }
+            if (dropped)
+                element->Dict()->Set("/K", std::move(kept));
+        } else {
+            kids.push_back(k);
+        }
+        for (PDValue* kid : kids) {
+            if (kid != nullptr && kid->Kind() == kPDDictionary && seen.insert(kid).second)
+                work.push_back(kid);
+        }
+    }
+}
+
 void PDFormDocument::WriteCatalog() {
     if (m_template == nullptr || m_template->Catalog() == nullptr)
         return;
+    if (m_flatten == 0 || m_template->HasDeletions())
+        PruneStructureTree();
     for (const char* key : kCatalogEntries)
         CopyCatalogEntry(key);
     PDValue* names = m_template->ResolveKey(m_template->Catalog(), "/Names");

@@ -100,6 +100,9 @@ private:
     void ImportFormResources();
     bool HasFontResource(const char* name);
     void DropDeletedWidgets(PDInputObj& page);
+    void PruneStructureTree();
+    bool IsGoneWidget(const PDValue* annot, int32_t number);
+    bool IsGoneReference(PDValue* kid);
     void CopyCatalogEntry(const char* key);
     std::unique_ptr<PDValue> CopiedValue(const PDValue& value);
 

@@ -1,6 +1,7 @@
 // Caps on every walk and allocation driven by file data. A fuzz build may lower them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace pdlimits {
@@ -28,6 +29,8 @@ inline constexpr int64_t kObjectNumbersFloor = int64_t{1} << 20;
 
 // Deep copies and reference walks stop at this depth.
 inline constexpr int kMaxCopyDepth = 10000;
+// Elements of a structure tree visited when one is pruned.
+inline constexpr size_t kMaxStructureSteps = 1000000;
 
 } // namespace pdlimits
 

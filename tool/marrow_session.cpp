@@ -56,9 +56,9 @@ PDMarrowSession::~PDMarrowSession() {
     m_template.reset();
 }
 
-// Flattening fields is not built yet.
 bool PDMarrowSession::Supports(Operation operation) const {
-    return operation != Operation::kFlatten;
+    (void)operation;
+    return true;
 }
 
 bool PDMarrowSession::CreateOutputFile(const char* name) {
