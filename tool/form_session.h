@@ -16,17 +16,7 @@ public:
         kUnsupportedEncryption,
     };
 
-    // Operations that a version of the tool may not have yet. The run refuses one it is asked
-    // for before the output exists, rather than pretend to carry it out.
-    enum class Operation {
-        kDeleteField,
-        kAddField,
-        kFlatten,
-    };
-
     virtual ~FormSession() = default;
-
-    virtual bool Supports(Operation operation) const = 0;
 
     // --- The template ---
     // Opens the named file for reading as the template. False when it cannot be opened or read.

@@ -56,11 +56,6 @@ PDMarrowSession::~PDMarrowSession() {
     m_template.reset();
 }
 
-bool PDMarrowSession::Supports(Operation operation) const {
-    (void)operation;
-    return true;
-}
-
 bool PDMarrowSession::CreateOutputFile(const char* name) {
     m_toFile = false;
     if (!m_target.Prepare(name))

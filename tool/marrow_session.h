@@ -13,7 +13,6 @@ public:
     PDMarrowSession();
     ~PDMarrowSession() override;
 
-    bool Supports(Operation operation) const override;
     bool OpenTemplate(const char* name) override;
     bool TemplateIsEncrypted() override;
     PasswordResult SetTemplatePassword(const char* password) override;

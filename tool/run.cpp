@@ -98,21 +98,6 @@ std::vector<std::string> GatherAssignments(int argc, char** argv, const PDRunReq
     return assignments;
 }
 
-const char* UnavailableOperation(const PDRunRequest& request,
-                                 const std::vector<std::string>& assignments,
-                                 const FormSession& session) {
-    using Op = FormSession::Operation;
-    if (request.flatten && !session.Supports(Op::kFlatten))
-        return "flattening";
-    for (const std::string& text : assignments) {
-        if (text.starts_with('-') && !session.Supports(Op::kDeleteField))
-            return "deleting fields";
-        if (text.starts_with('+') && !session.Supports(Op::kAddField))
-            return "adding fields";
-    }
-    return nullptr;
-}
-
 void CarryOutAssignments(const std::vector<std::string>& assignments, const PDRunRequest& request,
                          FormSession& session, RunStreams& io) {
     // Standard output carries only the PDF when the PDF goes there.
@@ -178,10 +163,6 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
         return 0;
     }
     std::vector<std::string> assignments = GatherAssignments(argc, argv, request, io);
-    if (const char* missing = UnavailableOperation(request, assignments, session)) {
-        std::fprintf(io.err, "quillet: %s is not available in this version\n", missing);
-        return 1;
-    }
     if (!CreateOutput(request, session, io)) {
         return 1;
     }

@@ -72,29 +72,6 @@ TEST(CliEndToEnd, FailuresBeforeAnyOutput) {
     }
 }
 
-// Operations not built yet are refused, from the command line or a control file, before any
-// output exists.
-TEST(CliEndToEnd, UnavailableOperationsAreRefused) {
-    REQUIRE_TOOL();
-    const std::string pre = "quillet: ", post = " is not available in this version\n";
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{"-flatten", "in.pdf", "out.pdf"}, "flattening"},
-    };
-    for (const auto& [args, operation] : cases) {
-        SCOPED_TRACE(testing::PrintToString(args));
-        TempDir dir;
-        std::filesystem::copy_file(kExampleForm, dir.Path() + "/in.pdf");
-        std::FILE* control = std::fopen((dir.Path() + "/-").c_str(), "w");
-        std::fputs("A=1\n+B=2\n", control);
-        std::fclose(control);
-        ToolResult r = RunTool(ToolPath(), args, "+C\n", dir.Path());
-        EXPECT_EQ(r.status, 1);
-        EXPECT_EQ(r.out, "");
-        EXPECT_EQ(r.err, pre + operation + post);
-        EXPECT_FALSE(std::filesystem::exists(dir.Path() + "/out.pdf"));
-    }
-}
-
 // Standard output that takes no PDF is a failed run, whatever the reason.
 TEST(CliEndToEnd, FailedStandardOutputIsReported) {
     REQUIRE_TOOL();

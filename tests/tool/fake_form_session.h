@@ -20,7 +20,6 @@ public:
     std::vector<std::string> calls;
 
     // Deliberately not recorded: asking changes nothing.
-    bool Supports(Operation) const override { return true; }
     bool OpenTemplate(const char* name) override { return Log("OpenTemplate", name), true; }
     bool TemplateIsEncrypted() override { return Log("TemplateIsEncrypted"), false; }
     PasswordResult SetTemplatePassword(const char* pw) override {
