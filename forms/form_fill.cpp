@@ -505,12 +505,14 @@ int32_t PDFieldFiller::WriteAppearance(Appearance& ap, const std::string& conten
         dict->Dict()->Set("/Type", Name("/XObject"));
         dict->Dict()->Set("/Subtype", Name("/Form"));
         dict->Dict()->Set("/BBox", NumberArray({0, 0, ap.width, ap.height}));
+        // The turned box starts at the origin again, so that a viewer and a page that draws
+        // the form at the widget's corner put it in the same place.
         if (ap.rotation == 90)
-            dict->Dict()->Set("/Matrix", NumberArray({0, 1, -1, 0, 0, 0}));
+            dict->Dict()->Set("/Matrix", NumberArray({0, 1, -1, 0, ap.height, 0}));
         else if (ap.rotation == 180)
-            dict->Dict()->Set("/Matrix", NumberArray({-1, 0, 0, -1, 0, 0}));
+            dict->Dict()->Set("/Matrix", NumberArray({-1, 0, 0, -1, ap.width, ap.height}));
         else if (ap.rotation == 270)
-            dict->Dict()->Set("/Matrix", NumberArray({0, -1, 1, 0, 0, 0}));
+            dict->Dict()->Set("/Matrix", NumberArray({0, -1, 1, 0, 0, ap.width}));
     }
     if (ap.fontRef != nullptr) {
         // The resources become the stream's own, so that adding the font changes nothing shared.

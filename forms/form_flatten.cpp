@@ -124,6 +124,9 @@ std::string PDFlattener::DrawWidget(PDInputObj& page, PDValue& widget) {
     bool form = subtype != nullptr && subtype->IsName("/Form") && normalRef != nullptr &&
                 normalRef->Kind() == kPDReference;
     std::string body;
+    // A page without resources gets its own, to name what it now draws.
+    if (m_form.PageResources(page) == nullptr)
+        page.Value()->Dict()->Set("/Resources", PDValue::MakeDictionary());
     if (form) {
         int32_t n = normalRef->Number();
         int32_t mapped = m_form.Output()->MapId(n, m_form.MapIndex());

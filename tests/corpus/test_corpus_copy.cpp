@@ -11,8 +11,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -269,4 +271,89 @@ TEST(CorpusFill, EveryTextFieldShowsItsValue) {
         return complaints;
     });
     EXPECT_GT(filled.load(), 20);
+}
+
+namespace {
+
+// Files whose appearances a viewer places otherwise than burning in does, and why: burning in
+// draws a form at the widget's corner as it stands, a viewer fits its turned box into /Rect.
+const std::map<std::string, std::string> kPlacedOtherwise = {
+    {"pdflib-rotated-image-button.pdf",
+     "appearances whose /Matrix turns them about their centre, away from the origin"},
+    {"qpdf-manual-appearances-rotated-pages.pdf",
+     "appearances turned by 30 degrees in their /Matrix, fitted by viewers into /Rect"},
+};
+
+// Share of clearly different pixels of two grey images of the same size; 1 when they differ in
+// size or cannot be read.
+double DifferingShare(const std::string& a, const std::string& b) {
+    size_t header = a.find("255\n");
+    if (a.size() != b.size() || header == std::string::npos)
+        return 1.0;
+    size_t differ = 0;
+    for (size_t i = header + 4; i < a.size(); ++i)
+        differ += std::abs(static_cast<int>(static_cast<uint8_t>(a[i])) -
+                           static_cast<int>(static_cast<uint8_t>(b[i]))) > 32;
+    return static_cast<double>(differ) / static_cast<double>(a.size() - header - 4);
+}
+
+} // namespace
+
+// Every form, filled and then also flattened: the flattened file has no widget and no form, and
+// each of its first pages renders as the filled one does, to within 0.5 % of the pixels.
+TEST(CorpusFlatten, LooksAsFilledWithoutWidgets) {
+    REQUIRE_COPIES();
+    REQUIRE_ORACLE("/usr/bin/python3 -c 'import pypdf'", "pypdf");
+    REQUIRE_ORACLE("pdftoppm -v", "pdftoppm");
+    std::atomic<int> flattened{0};
+    CheckEveryCopy([&flattened](const Copy& c) {
+        const std::string oracle =
+            "/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fill.py ";
+        if (c.file.terminalFields == 0 || c.file.IsAes())
+            return std::vector<std::string>{};
+        TempDir dir;
+        const std::string values = dir.Path() + "/values.ctl";
+        Shell(oracle + "values " + Quote(c.file.path) + " " + Quote(c.file.userPassword) + " >" +
+              Quote(values) + " 2>/dev/null");
+        std::vector<std::string> complaints;
+        for (const char* mode : {"filled", "flat"}) {
+            std::vector<std::string> args{c.file.path, dir.Path() + "/" + mode + ".pdf",
+                                          "@" + values};
+            if (std::string(mode) == "flat")
+                args.insert(args.begin(), "-flatten");
+            ToolResult run = RunTool(ToolPath(), WithPassword(c.file, args));
+            if (run.status != 0)
+                complaints.push_back(std::string(mode) + " exits with " +
+                                     std::to_string(run.status) + ": " + run.err);
+        }
+        const std::string flat = dir.Path() + "/flat.pdf";
+        const char* script = "import pypdf,sys\n"
+                             "r = pypdf.PdfReader(sys.argv[1])\n"
+                             "print(sum(1 for p in r.pages for a in (p.get('/Annots') or "
+                             "pypdf.generic.ArrayObject())"
+                             ".get_object()"
+                             " if a.get_object().get('/Subtype') == '/Widget'),"
+                             " '/AcroForm' in r.trailer['/Root'], end='')";
+        std::string left = Shell("/usr/bin/python3 -c " + Quote(script) + " " + Quote(flat));
+        if (left != "0 False")
+            complaints.push_back("widgets and form left: " + left);
+        if (Shell("qpdf --check " + Quote(flat) + " >/dev/null 2>&1; echo $?") == "2\n")
+            complaints.push_back("qpdf --check finds errors in the flattened file");
+        auto otherwise = kPlacedOtherwise.find(c.file.name);
+        for (int page = 1; page <= std::min(c.file.pages, 10); ++page) {
+            std::string render = "pdftoppm -r 72 -gray -f " + std::to_string(page) + " -l " +
+                                 std::to_string(page) + " ";
+            double share = DifferingShare(Shell(render + dir.Path() + "/filled.pdf 2>/dev/null"),
+                                          Shell(render + Quote(flat) + " 2>/dev/null"));
+            if (share > 0.005 && otherwise == kPlacedOtherwise.end())
+                complaints.push_back("page " + std::to_string(page) + " differs in " +
+                                     std::to_string(share * 100) + " % of its pixels");
+        }
+        if (otherwise != kPlacedOtherwise.end())
+            std::printf("[ note ] %s: rendering not compared: %s\n", c.file.name.c_str(),
+                        otherwise->second.c_str());
+        ++flattened;
+        return complaints;
+    });
+    EXPECT_GT(flattened.load(), 20);
 }
