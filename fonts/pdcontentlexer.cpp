@@ -10,8 +10,12 @@
 namespace {
 
 // How far past "E I" the look-ahead for an operator reads. Operands between an inline image and
-// the next operator are few; the bound keeps data full of "EI " from costing quadratic time.
-constexpr int64_t kLookAheadBytes = 4096;
+// the next operator are few. All the look-aheads of one image together read at most
+// kLookAheadFloor bytes plus kLookAheadPerByte per byte of its data, so that data full of "EI "
+// cannot cost quadratic time; beyond that, the data run on.
+constexpr int64_t kLookAheadBytes = 1024;
+constexpr int64_t kLookAheadFloor = 64 * 1024;
+constexpr int64_t kLookAheadPerByte = 16;
 
 bool IsImageEndSpace(uint8_t c) noexcept {
     return c == '\n' || c == '\r' || c == ' ';
@@ -140,14 +144,18 @@ void PDContentLexer::ReadInlineImage(TokenFIFO& operands) {
 
 int64_t PDContentLexer::ImageDataEnd(int64_t start) const {
     int64_t i = start;
+    int64_t spent = 0;
     while (i < m_length) {
         if (m_data[i] != 'E' || i + 2 >= m_length || m_data[i + 1] != 'I' ||
             !IsImageEndSpace(m_data[i + 2])) {
             ++i;
             continue;
         }
-        if (OperatorFollows(i + 3))
+        int64_t allowed = kLookAheadFloor + kLookAheadPerByte * (i - start) - spent;
+        int64_t window = std::min({kLookAheadBytes, allowed, m_length - i - 3});
+        if (window > 0 && OperatorFollows(i + 3, window))
             return i;
+        spent += std::max<int64_t>(window, 0);
         i += 3;
     }
     return m_length;
@@ -155,8 +163,8 @@ int64_t PDContentLexer::ImageDataEnd(int64_t start) const {
 
 // Operands are passed over; the first keyword decides. The end of the content (or of the
 // look-ahead) and any odd byte say no.
-bool PDContentLexer::OperatorFollows(int64_t from) const {
-    PDMemoryHost host(m_data + from, std::min(kLookAheadBytes, m_length - from));
+bool PDContentLexer::OperatorFollows(int64_t from, int64_t window) const {
+    PDMemoryHost host(m_data + from, window);
     PDParser parser(host);
     parser.SetReferenceDetection(false);
     for (;;) {

@@ -32,7 +32,8 @@ private:
     // Where the raw data of an inline image that start at start end: before the "E I" that an
     // operator follows, else at the end of the content.
     int64_t ImageDataEnd(int64_t start) const;
-    bool OperatorFollows(int64_t from) const;
+    // Whether the first keyword in data[from, from + window) is an operator.
+    bool OperatorFollows(int64_t from, int64_t window) const;
     void Restart(int64_t offset);
 
     const uint8_t* m_data;

@@ -40,7 +40,7 @@ struct Shown {
 
 std::string Ones(int n) {
     std::string s;
-    for (int i = 0; i < n; ++i)
+    while (n-- > 0)
         s += "1 ";
     return s;
 }
@@ -58,16 +58,6 @@ std::vector<Shown> ShowAll(Fixture& f, const std::string& content, PDContentText
                static_cast<int64_t>(content.size()));
     *end = reader.TextState();
     return shown;
-}
-
-TEST(ContentOperators, TableIsSearchedByHalving) {
-    const struct {
-        const char* name;
-        int code;
-    } rows[] = {{"\"", 0},  {"'", 1},  {"EI", 12}, {"EX", 14}, {"EMC", -1}, {"Tf", 35},
-                {"Tz", 41}, {"q", 63}, {"y", 73},  {"BDC", 4}, {"Tx", -1},  {"", -1}};
-    for (const auto& row : rows)
-        EXPECT_EQ(PDContentOperator(row.name), row.code) << row.name;
 }
 
 TEST(ContentTokens, OperandsAndInlineImages) {
