@@ -1,5 +1,6 @@
 #include "forms/form_flatten.h"
 
+#include "fonts/pdcontentbalance.h"
 #include "pdf/pddecode.h"
 #include "pdf/pdformat.h"
 #include "pdf/pdwriter.h"
@@ -7,6 +8,7 @@
 #include "structure/pdoutput.h"
 
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -179,26 +181,42 @@ void PDFlattener::FlattenPage(PDInputObj& page) {
         dict->Dict()->RemoveSlot(pdkey::Annots);
     if (groups.empty())
         return;
-    // The page's own content is closed into a saved state first, so that what it leaves in force
-    // (a transformation, a colour) does not move or tint the burnt-in fields; the fields are
-    // marked as artifacts, so that a tagged page stays valid.
-    std::string text = "Q\n/Artifact BMC\n" + groups + "EMC\n";
-    auto stream = [this](const std::string& content) {
+    // The page's own content is read once: content that ends in another graphics state than it
+    // began with (a save without its restore, a transformation outside any save) would move or
+    // tint the burnt-in fields, so it is closed into a saved state of its own first. The fields
+    // are marked as artifacts, so that a tagged page stays valid.
+    PDValue* old = dict->GetSlot(pdkey::Contents);
+    PDValue* resolved = m_form.Resolve(old);
+    std::vector<PDValue*> parts;
+    if (resolved != nullptr && resolved->Kind() == kPDArray) {
+        for (PDValue* e = resolved->First(); e != nullptr; e = e->Next())
+            parts.push_back(e);
+    } else if (old != nullptr) {
+        parts.push_back(old);
+    }
+    std::string content;
+    for (PDValue* part : parts) {
+        PDValue* s = m_form.Resolve(part);
+        PDStr decoded;
+        if (s != nullptr && s->Kind() == kPDDictionary && DecodeStream(*s, decoded, &m_form) == 1)
+            content.append(decoded.View()).push_back('\n');
+    }
+    bool wrap = !PDCheckContentBalance(m_form, m_form.PageResources(page),
+                                       reinterpret_cast<const uint8_t*>(content.data()),
+                                       static_cast<int64_t>(content.size()))
+                     .Clean();
+    auto stream = [this](const std::string& text) {
         std::unique_ptr<PDValue> s = PDValue::MakeDictionary();
-        s->AssignStream(reinterpret_cast<const uint8_t*>(content.data()),
-                        static_cast<int64_t>(content.size()), nullptr);
+        s->AssignStream(reinterpret_cast<const uint8_t*>(text.data()),
+                        static_cast<int64_t>(text.size()), nullptr);
         return m_form.NewObj(std::move(s))->Number();
     };
     std::unique_ptr<PDValue> contents = PDValue::MakeArray();
-    contents->Append(PDValue::MakeReference(stream("q\n")));
-    PDValue* old = dict->GetSlot(pdkey::Contents);
-    PDValue* resolved = m_form.Resolve(old);
-    if (resolved != nullptr && resolved->Kind() == kPDArray) {
-        for (PDValue* e = resolved->First(); e != nullptr; e = e->Next())
-            contents->Append(e->Copy());
-    } else if (old != nullptr) {
-        contents->Append(old->Copy());
-    }
+    if (wrap)
+        contents->Append(PDValue::MakeReference(stream("q\n")));
+    for (PDValue* part : parts)
+        contents->Append(part->Copy());
+    std::string text = (wrap ? "Q\n" : "\n") + std::string("/Artifact BMC\n") + groups + "EMC\n";
     contents->Append(PDValue::MakeReference(stream(text)));
     dict->Dict()->SaveAttrVal(pdkey::Contents, std::move(contents));
 }
