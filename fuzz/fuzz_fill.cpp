@@ -1,6 +1,6 @@
 // Fills a form holding every kind of field with fuzzed values: the input's lines are the values,
-// given to the fields in turn (the first two bytes pick the auto-size limits), then the filled
-// document is written in memory.
+// given to the fields in turn (the first two bytes pick the auto-size limits; the bits of the
+// second also delete a field, add one and flatten), then the document is written in memory.
 #include "forms/form_document.h"
 #include "forms/form_template.h"
 #include "fuzz/fuzz_target.h"
@@ -66,6 +66,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         output.SetFontSizeLimits(static_cast<float>(data[0]) * 0.25f,
                                  static_cast<float>(data[1]) * 0.25f);
     output.AttachTemplate(input);
+    if (size >= 2 && (data[1] & 1) != 0)
+        output.DeleteField(PDStr(data[1] & 2 ? "e" : "a"));
+    if (size >= 2 && (data[1] & 4) != 0)
+        output.AddTextField(PDStr(data[1] & 8 ? "new.kid" : "b.kid"), 0, data[0], 10, 50, 20,
+                            data[1] >> 4, 0);
+    output.SetFlatten(size >= 2 && (data[1] & 64) != 0 ? 0 : -1);
     std::string text(reinterpret_cast<const char*>(data), size);
     static const char* const kNames[] = {"a", "b", "c", "d", "e", "f", "g", "h"};
     size_t field = 0;
