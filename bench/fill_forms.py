@@ -3,9 +3,9 @@
 
 Usage: bench/fill_forms.py [path/to/quillet] [runs]
 For each form of ../shared/bench/ with a control file in ../shared/bench/values/, prints the best
-wall time of `quillet form out @values.ctl` and of `qpdf form out` over the runs, the ratio of the
-two (aim: at most 0.2), quillet's peak resident memory and whether it stays within twice the input
-plus 8 MiB.
+wall time of `quillet form out @values.ctl` (and of the same with -flatten) and of `qpdf form out`
+over the runs, the ratio of each to qpdf's (aim: at most 0.2), quillet's peak resident memory and
+whether it stays within twice the input plus 8 MiB.
 """
 import os
 import shutil
@@ -23,23 +23,25 @@ def main():
         sys.exit('no binary at %s (cmake --workflow --preset release)' % binary)
     qpdf = shutil.which('qpdf')
     bench = os.path.join(shared, 'bench')
-    print('%-14s %9s | %9s %7s | %9s | %6s %s' % (
-        'file', 'bytes', 'fill ms', 'MiB', 'qpdf ms', 'ratio', 'memory'))
+    print('%-22s %9s | %9s %7s | %9s | %6s %s' % (
+        'file', 'bytes', 'ms', 'MiB', 'qpdf ms', 'ratio', 'memory'))
     with tempfile.TemporaryDirectory() as tmp:
         out = os.path.join(tmp, 'out.pdf')
         for name in sorted(os.listdir(os.path.join(bench, 'values'))):
             form = os.path.join(bench, name[:-4] + '.pdf')
             if not name.endswith('.ctl') or not os.path.exists(form):
                 continue
-            ours = best([binary, form, out, '@' + os.path.join(bench, 'values', name)], out)
+            values = '@' + os.path.join(bench, 'values', name)
             theirs = best([qpdf, form, out], out) if qpdf else None
-            ratio = '%6.2f' % (ours[0] / theirs[0]) if ours and theirs else '     -'
-            budget = (2 * os.path.getsize(form) + 8 * (1 << 20)) / (1 << 20)
-            memory = ('ok' if ours[1] <= budget else 'OVER') if ours else '-'
-            print('%-14s %9d | %9s %7s | %9s | %s %s' % (
-                os.path.basename(form), os.path.getsize(form), cell(ours and ours[0], '%.2f'),
-                cell(ours and ours[1], '%.1f'), cell(theirs and theirs[0], '%.2f'), ratio, memory))
-
+            for label, extra in (('', []), (' -flatten', ['-flatten'])):
+                ours = best([binary] + extra + [form, out, values], out)
+                ratio = '%6.2f' % (ours[0] / theirs[0]) if ours and theirs else '     -'
+                budget = (2 * os.path.getsize(form) + 8 * (1 << 20)) / (1 << 20)
+                memory = ('ok' if ours[1] <= budget else 'OVER') if ours else '-'
+                print('%-22s %9d | %9s %7s | %9s | %s %s' % (
+                    os.path.basename(form) + label, os.path.getsize(form),
+                    cell(ours and ours[0], '%.2f'), cell(ours and ours[1], '%.1f'),
+                    cell(theirs and theirs[0], '%.2f'), ratio, memory))
 
 if __name__ == '__main__':
     main()
