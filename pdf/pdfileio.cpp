@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,8 +47,7 @@ int PDFileIO::OpenWrite(const char* name) {
     m_ownsFd = true;
     m_atEnd = false;
     m_pos = 0;
-    m_buffer.clear();
-    m_buffer.reserve(kWriteBuffer);
+    StartBuffer();
     return 0;
 }
 
@@ -63,7 +63,7 @@ int PDFileIO::OpenRead(const char* name) {
     m_ownsFd = true;
     m_atEnd = false;
     m_pos = 0;
-    m_buffer.clear();
+    m_used = 0;
     return 0;
 }
 
@@ -76,17 +76,23 @@ int PDFileIO::Close() {
     m_fd = -1;
     m_ownsFd = false;
     m_pos = 0;
-    m_buffer.clear();
+    m_used = 0;
     return error;
 }
 
-bool PDFileIO::Flush() {
+void PDFileIO::StartBuffer() {
+    m_used = 0;
     if (m_buffer.empty())
+        m_buffer.resize(kWriteBuffer);
+}
+
+bool PDFileIO::Flush() {
+    if (m_used == 0)
         return true;
-    bool ok = m_fd >= 0 && WriteAll(m_fd, m_buffer.data(), static_cast<int64_t>(m_buffer.size()));
+    bool ok = m_fd >= 0 && WriteAll(m_fd, m_buffer.data(), m_used);
     if (ok)
-        m_pos += static_cast<int64_t>(m_buffer.size());
-    m_buffer.clear();
+        m_pos += m_used;
+    m_used = 0;
     return ok;
 }
 
@@ -134,13 +140,13 @@ int64_t PDFileIO::ReadRest(std::vector<uint8_t>& out, int64_t limit) {
     return total;
 }
 
-bool PDFileIO::Write(const void* bytes, int64_t n) {
+bool PDFileIO::WriteSlow(const void* bytes, int64_t n) {
     if (m_fd < 0)
         return false;
     if (bytes == nullptr || n <= 0)
         return n == 0;
     const auto* p = static_cast<const uint8_t*>(bytes);
-    if (static_cast<int64_t>(m_buffer.size()) + n > kWriteBuffer && !Flush())
+    if (m_used + n > kWriteBuffer && !Flush())
         return false;
     if (n >= kWriteBuffer) {
         if (!WriteAll(m_fd, p, n))
@@ -148,12 +154,15 @@ bool PDFileIO::Write(const void* bytes, int64_t n) {
         m_pos += n;
         return true;
     }
-    m_buffer.insert(m_buffer.end(), p, p + n);
+    if (m_buffer.empty())
+        m_buffer.resize(kWriteBuffer); // a handle opened for reading that is written after all
+    std::memcpy(m_buffer.data() + m_used, p, static_cast<size_t>(n));
+    m_used += n;
     return true;
 }
 
 int64_t PDFileIO::Tell() const noexcept {
-    return m_pos + static_cast<int64_t>(m_buffer.size());
+    return m_pos + m_used;
 }
 
 int PDFileIO::GetByte() {
@@ -179,6 +188,5 @@ void PDFileIO::AttachStdout() {
     m_atEnd = false;
     off_t where = ::lseek(m_fd, 0, SEEK_CUR); // a pipe has no position: count from 0
     m_pos = where < 0 ? 0 : where;
-    m_buffer.clear();
-    m_buffer.reserve(kWriteBuffer);
+    StartBuffer();
 }
