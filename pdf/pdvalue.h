@@ -125,10 +125,11 @@ private:
     struct Chain {
         PDValue* first; // owned
         PDValue* last;  // so that appends do not walk the chain
+        int32_t count;  // elements in the chain
     };
     // A value is a text, an array chain or a table, never two at once, so they share the room.
     union Body {
-        Body() noexcept : chain{nullptr, nullptr} {}
+        Body() noexcept : chain{nullptr, nullptr, 0} {}
         ~Body() {}
         Body(const Body&) = delete;
         Body& operator=(const Body&) = delete;
@@ -150,9 +151,8 @@ private:
 
     int8_t m_kind;
     Payload m_payload;
-    int32_t m_number;    // integer, object number, or an array's stored count
-    int32_t m_realCount; // array: elements in the chain
-    PDValue* m_next;     // element: next element of the array that holds it
+    int32_t m_number; // integer, object number, or an array's stored count
+    PDValue* m_next;  // element: next element of the array that holds it
     Body m_body;
     friend class PDDict;
 };
