@@ -116,7 +116,7 @@ public:
     // returns null instead (used by Copy, which reports and gives up).
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
-    static void operator delete(void* p) noexcept;
+    static void operator delete(void* p, std::size_t size) noexcept;
 
 private:
     // Which member of the body is alive. The kind alone does not tell: a number keeps the text
