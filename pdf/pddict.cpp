@@ -61,7 +61,12 @@ private:
         m_room -= need;
         return Fill(at, key);
     }
-    static char* Allocate(size_t n) { return PDAllocator<char>().allocate(n); }
+    static char* Allocate(size_t n) {
+        auto* block = static_cast<char*>(std::malloc(n));
+        if (block == nullptr)
+            PDThrowAlloc();
+        return block;
+    }
     static const char* Fill(char* at, std::string_view key) {
         if (!key.empty())
             std::memcpy(at, key.data(), key.size());

@@ -1,5 +1,7 @@
 #include "pdf/pdfileio.h"
 
+#include "streams/pdprefault.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -129,6 +131,10 @@ int64_t PDFileIO::ReadRest(std::vector<uint8_t>& out, int64_t limit) {
     int64_t total = 0;
     while (total < limit) {
         int64_t want = std::min(limit - total, std::max(guess, kPiece));
+        if (out.capacity() < static_cast<size_t>(total + want)) {
+            out.reserve(static_cast<size_t>(total + want));
+            PDPrefault(out.data() + total, static_cast<size_t>(want));
+        }
         out.resize(static_cast<size_t>(total + want));
         int64_t got = Read(out.data() + total, want);
         total += got;

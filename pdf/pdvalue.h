@@ -199,7 +199,7 @@ public:
 
     // Running out of memory for a table raises PDAllocError.
     static void* operator new(std::size_t size);
-    static void operator delete(void* p) noexcept;
+    static void operator delete(void* p, std::size_t size) noexcept;
 
 private:
     template <class T> using Vec = std::vector<T, PDAllocator<T>>;

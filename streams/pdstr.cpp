@@ -1,6 +1,7 @@
 #include "streams/pdstr.h"
 
 #include "streams/pddiag.h"
+#include "streams/pdslab.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -108,7 +109,7 @@ PDStr::~PDStr() {
 
 void PDStr::Release() noexcept {
     if (m_capacity > 0 && !IsLocal())
-        std::free(m_text);
+        PDSlabFree(m_text, Unsigned(m_capacity));
     m_text = SharedEmpty();
     m_length = 0;
     m_capacity = 0;
@@ -148,8 +149,9 @@ void PDStr::Grow(int added) {
     auto size =
         static_cast<int32_t>(std::min<int64_t>(wanted, std::numeric_limits<int32_t>::max()));
     bool moves = m_capacity == 0 || IsLocal();
-    char* block = moves ? static_cast<char*>(std::malloc(Unsigned(size)))
-                        : static_cast<char*>(std::realloc(m_text, Unsigned(size)));
+    char* block =
+        moves ? static_cast<char*>(PDSlabAlloc(Unsigned(size)))
+              : static_cast<char*>(PDSlabResize(m_text, Unsigned(m_capacity), Unsigned(size)));
     if (block == nullptr)
         PDThrowAlloc();
     if (m_capacity == 0)
@@ -249,7 +251,9 @@ bool PDStr::Reserve(int n) {
         m_text = m_local;
         m_capacity = kLocalBytes;
     } else if (m_capacity == 0) {
-        auto* block = static_cast<char*>(std::calloc(Unsigned(n) + 1, 1));
+        auto* block = static_cast<char*>(PDSlabAlloc(Unsigned(n) + 1));
+        if (block != nullptr)
+            std::memset(block, 0, Unsigned(n) + 1);
         if (block == nullptr) {
             Release();
             return false;
@@ -258,8 +262,10 @@ bool PDStr::Reserve(int n) {
         m_capacity = n + 1;
     } else if (m_capacity <= n) {
         // The terminator needs byte n, so a capacity of exactly n is too small as well.
-        auto* block = IsLocal() ? static_cast<char*>(std::malloc(Unsigned(n) + 1))
-                                : static_cast<char*>(std::realloc(m_text, Unsigned(n) + 1));
+        auto* block =
+            IsLocal()
+                ? static_cast<char*>(PDSlabAlloc(Unsigned(n) + 1))
+                : static_cast<char*>(PDSlabResize(m_text, Unsigned(m_capacity), Unsigned(n) + 1));
         if (block == nullptr) {
             Release();
             return false;
