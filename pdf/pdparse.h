@@ -196,6 +196,7 @@ private:
     bool ReadUntilKeyword(std::vector<uint8_t>& data, int64_t length, int64_t& end);
     void ReadWithLength(std::vector<uint8_t>& data, int64_t length, int64_t& end);
     void Keep(std::vector<uint8_t>& data, int byte, int64_t limit);
+    bool KeepBuffered(std::vector<uint8_t>& data, int64_t count, int64_t limit);
     void SetLengthValue(int64_t length);
     int64_t DataRoom() noexcept;
 
