@@ -32,6 +32,16 @@ size_t Unsigned(int32_t n) noexcept {
     return static_cast<size_t>(n);
 }
 
+// A zero-filled block. Large ones come zeroed from the system, untouched until used.
+void* ZeroBlock(size_t n) noexcept {
+    if (n > kPDSlabLargest)
+        return std::calloc(n, 1);
+    void* block = PDSlabAlloc(n);
+    if (block != nullptr)
+        std::memset(block, 0, n);
+    return block;
+}
+
 // Fills a string that owns nothing with exactly length + 1 bytes.
 void Adopt(PDStr& s, const char* bytes, int length) {
     if (bytes == nullptr || length <= 0)
@@ -251,9 +261,7 @@ bool PDStr::Reserve(int n) {
         m_text = m_local;
         m_capacity = kLocalBytes;
     } else if (m_capacity == 0) {
-        auto* block = static_cast<char*>(PDSlabAlloc(Unsigned(n) + 1));
-        if (block != nullptr)
-            std::memset(block, 0, Unsigned(n) + 1);
+        auto* block = static_cast<char*>(ZeroBlock(Unsigned(n) + 1));
         if (block == nullptr) {
             Release();
             return false;
@@ -278,6 +286,28 @@ bool PDStr::Reserve(int n) {
     }
     m_length = n;
     m_text[n] = 0;
+    return true;
+}
+
+bool PDStr::ReserveRoom(int n) {
+    if (n < 0 || n == std::numeric_limits<int32_t>::max())
+        return false;
+    if (n < m_capacity)
+        return true;
+    char* block = nullptr;
+    if (m_capacity == 0 || IsLocal()) {
+        block = static_cast<char*>(PDSlabAlloc(Unsigned(n) + 1));
+        if (block != nullptr && m_capacity == 0)
+            block[0] = 0;
+        else if (block != nullptr)
+            std::memcpy(block, m_local, Unsigned(m_length) + 1);
+    } else {
+        block = static_cast<char*>(PDSlabResize(m_text, Unsigned(m_capacity), Unsigned(n) + 1));
+    }
+    if (block == nullptr)
+        return false;
+    m_text = block;
+    m_capacity = n + 1;
     return true;
 }
 

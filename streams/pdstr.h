@@ -57,6 +57,9 @@ public:
     void Clear() noexcept; // keeps the buffer
     // Sets the length to n, zero-filling fresh storage. False (length and capacity 0) on failure.
     bool Reserve(int n);
+    // Makes room for n bytes and the terminator without changing the text or filling the fresh
+    // storage. False (the string unchanged) on failure.
+    bool ReserveRoom(int n);
     // Cuts the string to n bytes (n at most the current length).
     void Truncate(int n) noexcept;
 
