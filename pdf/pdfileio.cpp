@@ -84,8 +84,11 @@ int PDFileIO::Close() {
 
 void PDFileIO::StartBuffer() {
     m_used = 0;
-    if (m_buffer.empty())
+    if (m_buffer.empty()) {
+        m_buffer.reserve(kWriteBuffer);
+        PDPrefault(m_buffer.data(), kWriteBuffer);
         m_buffer.resize(kWriteBuffer);
+    }
 }
 
 bool PDFileIO::Flush() {

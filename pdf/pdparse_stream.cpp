@@ -2,6 +2,7 @@
 #include "pdf/pdparse.h"
 
 #include "streams/pddiag.h"
+#include "streams/pdprefault.h"
 
 #include <algorithm>
 #include <charconv>
@@ -166,6 +167,7 @@ bool PDParser::ReadUntilKeyword(std::vector<uint8_t>& data, int64_t length, int6
 void PDParser::ReadWithLength(std::vector<uint8_t>& data, int64_t length, int64_t& end) {
     int64_t limit = DataRoom();
     data.reserve(static_cast<size_t>(std::min(length + 40, limit)));
+    PDPrefault(data.data(), data.capacity());
     int c = 0;
     while (Size(data) < length + 12) {
         if (m_pendingData < 0 && KeepBuffered(data, length + 12 - Size(data), limit))

@@ -4,6 +4,7 @@
 #include "streams/pddiag.h"
 #include "streams/pdfilters.h"
 #include "streams/pdlimits.h"
+#include "streams/pdprefault.h"
 
 #include <algorithm>
 #include <cstring>
@@ -131,6 +132,8 @@ bool PDAppendDecoded(PDStr& content, const uint8_t* bytes, int64_t count, int64_
         if (!content.ReserveRoom(static_cast<int>(grown)))
             PDThrowAlloc();
     }
+    if (take > 0)
+        PDPrefault(content.Buffer() + length, static_cast<size_t>(take));
     content.Append(reinterpret_cast<const char*>(bytes), static_cast<int>(take));
     if (count <= room)
         return true;
