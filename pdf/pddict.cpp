@@ -352,3 +352,10 @@ void PDDict::Clear() noexcept {
     if (m_big != nullptr)
         std::fill(m_big->positions.begin(), m_big->positions.end(), 0);
 }
+
+void PDDict::Compact() {
+    if (m_entries.capacity() > m_entries.size())
+        m_entries.shrink_to_fit();
+    if (m_ownedKeys.capacity() > m_ownedKeys.size())
+        m_ownedKeys.shrink_to_fit();
+}

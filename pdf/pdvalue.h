@@ -196,6 +196,9 @@ public:
     // Takes the entry's value out, leaving the slot empty. Null when unset.
     std::unique_ptr<PDValue> Release(int slot);
     void Clear() noexcept;
+    // Gives back the room a table took for entries and keys it never got: a table read from a
+    // file is complete, and a document holds thousands.
+    void Compact();
 
     // Running out of memory for a table raises PDAllocError.
     static void* operator new(std::size_t size);
