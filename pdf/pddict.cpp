@@ -24,6 +24,25 @@ constexpr std::string_view kWellKnown[] = {
 #undef PD_KEY_VIEW
 };
 
+// Length and the two bytes behind the slash of a key, in one number: look-ups compare these
+// first, so a key is compared byte for byte only with the one it most likely is.
+constexpr uint32_t Signature(const char* key, size_t length) noexcept {
+    if (length < 3)
+        return static_cast<uint32_t>(length);
+    return static_cast<uint32_t>(length) |
+           static_cast<uint32_t>(static_cast<uint8_t>(key[1])) << 16 |
+           static_cast<uint32_t>(static_cast<uint8_t>(key[2])) << 24;
+}
+
+struct WellKnownSignatures {
+    uint32_t of[pdkey::kWellKnownCount];
+    constexpr WellKnownSignatures() : of() {
+        for (int slot = 0; slot < pdkey::kWellKnownCount; ++slot)
+            of[slot] = Signature(kWellKnown[slot].data(), kWellKnown[slot].size());
+    }
+};
+constexpr WellKnownSignatures kSignatures;
+
 int TextLength(const char* text) noexcept {
     size_t n = std::strlen(text);
     return n > 0x7FFFFFF0U ? 0x7FFFFFF0 : static_cast<int>(n);
@@ -61,7 +80,12 @@ private:
         m_room -= need;
         return Fill(at, key);
     }
-    static char* Allocate(size_t n) { return PDAllocator<char>().allocate(n); }
+    static char* Allocate(size_t n) {
+        auto* block = static_cast<char*>(std::malloc(n));
+        if (block == nullptr)
+            PDThrowAlloc();
+        return block;
+    }
     static const char* Fill(char* at, std::string_view key) {
         if (!key.empty())
             std::memcpy(at, key.data(), key.size());
@@ -110,8 +134,9 @@ std::string_view PDDict::KeyView(int slot) const noexcept {
 
 int PDDict::FindExact(const char* key, int length) const noexcept {
     std::string_view wanted(key, static_cast<size_t>(length));
+    uint32_t signature = Signature(key, wanted.size());
     for (int slot = 0; slot < pdkey::kWellKnownCount; ++slot) {
-        if (kWellKnown[slot] == wanted)
+        if (kSignatures.of[slot] == signature && kWellKnown[slot] == wanted)
             return slot;
     }
     if (m_big != nullptr) {
@@ -119,7 +144,8 @@ int PDDict::FindExact(const char* key, int length) const noexcept {
         return it == m_big->slots.end() ? -1 : it->second;
     }
     for (size_t i = 0; i < m_ownedKeys.size(); ++i) {
-        if (m_ownedKeys[i] == wanted)
+        std::string_view k = m_ownedKeys[i];
+        if (k.size() == wanted.size() && (k.empty() || k.back() == wanted.back()) && k == wanted)
             return pdkey::kWellKnownCount + static_cast<int>(i);
     }
     return -1;
@@ -325,4 +351,11 @@ void PDDict::Clear() noexcept {
     m_entries.clear();
     if (m_big != nullptr)
         std::fill(m_big->positions.begin(), m_big->positions.end(), 0);
+}
+
+void PDDict::Compact() {
+    if (m_entries.capacity() > m_entries.size())
+        m_entries.shrink_to_fit();
+    if (m_ownedKeys.capacity() > m_ownedKeys.size())
+        m_ownedKeys.shrink_to_fit();
 }

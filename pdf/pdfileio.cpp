@@ -1,7 +1,10 @@
 #include "pdf/pdfileio.h"
 
+#include "streams/pdprefault.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,8 +49,7 @@ int PDFileIO::OpenWrite(const char* name) {
     m_ownsFd = true;
     m_atEnd = false;
     m_pos = 0;
-    m_buffer.clear();
-    m_buffer.reserve(kWriteBuffer);
+    StartBuffer();
     return 0;
 }
 
@@ -63,7 +65,7 @@ int PDFileIO::OpenRead(const char* name) {
     m_ownsFd = true;
     m_atEnd = false;
     m_pos = 0;
-    m_buffer.clear();
+    m_used = 0;
     return 0;
 }
 
@@ -76,17 +78,26 @@ int PDFileIO::Close() {
     m_fd = -1;
     m_ownsFd = false;
     m_pos = 0;
-    m_buffer.clear();
+    m_used = 0;
     return error;
 }
 
+void PDFileIO::StartBuffer() {
+    m_used = 0;
+    if (m_buffer.empty()) {
+        m_buffer.reserve(kWriteBuffer);
+        PDPrefault(m_buffer.data(), kWriteBuffer);
+        m_buffer.resize(kWriteBuffer);
+    }
+}
+
 bool PDFileIO::Flush() {
-    if (m_buffer.empty())
+    if (m_used == 0)
         return true;
-    bool ok = m_fd >= 0 && WriteAll(m_fd, m_buffer.data(), static_cast<int64_t>(m_buffer.size()));
+    bool ok = m_fd >= 0 && WriteAll(m_fd, m_buffer.data(), m_used);
     if (ok)
-        m_pos += static_cast<int64_t>(m_buffer.size());
-    m_buffer.clear();
+        m_pos += m_used;
+    m_used = 0;
     return ok;
 }
 
@@ -123,6 +134,10 @@ int64_t PDFileIO::ReadRest(std::vector<uint8_t>& out, int64_t limit) {
     int64_t total = 0;
     while (total < limit) {
         int64_t want = std::min(limit - total, std::max(guess, kPiece));
+        if (out.capacity() < static_cast<size_t>(total + want)) {
+            out.reserve(static_cast<size_t>(total + want));
+            PDPrefault(out.data() + total, static_cast<size_t>(want));
+        }
         out.resize(static_cast<size_t>(total + want));
         int64_t got = Read(out.data() + total, want);
         total += got;
@@ -134,13 +149,13 @@ int64_t PDFileIO::ReadRest(std::vector<uint8_t>& out, int64_t limit) {
     return total;
 }
 
-bool PDFileIO::Write(const void* bytes, int64_t n) {
+bool PDFileIO::WriteSlow(const void* bytes, int64_t n) {
     if (m_fd < 0)
         return false;
     if (bytes == nullptr || n <= 0)
         return n == 0;
     const auto* p = static_cast<const uint8_t*>(bytes);
-    if (static_cast<int64_t>(m_buffer.size()) + n > kWriteBuffer && !Flush())
+    if (m_used + n > kWriteBuffer && !Flush())
         return false;
     if (n >= kWriteBuffer) {
         if (!WriteAll(m_fd, p, n))
@@ -148,12 +163,15 @@ bool PDFileIO::Write(const void* bytes, int64_t n) {
         m_pos += n;
         return true;
     }
-    m_buffer.insert(m_buffer.end(), p, p + n);
+    if (m_buffer.empty())
+        m_buffer.resize(kWriteBuffer); // a handle opened for reading that is written after all
+    std::memcpy(m_buffer.data() + m_used, p, static_cast<size_t>(n));
+    m_used += n;
     return true;
 }
 
 int64_t PDFileIO::Tell() const noexcept {
-    return m_pos + static_cast<int64_t>(m_buffer.size());
+    return m_pos + m_used;
 }
 
 int PDFileIO::GetByte() {
@@ -179,6 +197,5 @@ void PDFileIO::AttachStdout() {
     m_atEnd = false;
     off_t where = ::lseek(m_fd, 0, SEEK_CUR); // a pipe has no position: count from 0
     m_pos = where < 0 ? 0 : where;
-    m_buffer.clear();
-    m_buffer.reserve(kWriteBuffer);
+    StartBuffer();
 }

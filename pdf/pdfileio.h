@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 class PDFileIO {
@@ -25,7 +26,16 @@ public:
     // that a size the system cannot tell (a folder claims the largest offset) costs nothing.
     // Returns the count read.
     int64_t ReadRest(std::vector<uint8_t>& out, int64_t limit);
-    bool Write(const void* bytes, int64_t n);
+    bool Write(const void* bytes, int64_t n) {
+        // Inline: the writer hands over every token and blank on its own.
+        if (n > 0 && bytes != nullptr && n < kWriteBuffer - m_used && m_fd >= 0 &&
+            !m_buffer.empty()) {
+            std::memcpy(m_buffer.data() + m_used, bytes, static_cast<size_t>(n));
+            m_used += n;
+            return true;
+        }
+        return WriteSlow(bytes, n);
+    }
     bool AtEnd() const noexcept { return m_atEnd; }
     int64_t Tell() const noexcept;
     int GetByte(); // -1 at end
@@ -37,10 +47,13 @@ public:
 
 private:
     bool Flush();
+    bool WriteSlow(const void* bytes, int64_t n);
+    void StartBuffer();
 
     int m_fd = -1;
     bool m_ownsFd = false;
     bool m_atEnd = false;
-    int64_t m_pos = 0; // position of the OS handle
-    std::vector<uint8_t> m_buffer;
+    int64_t m_pos = 0;             // position of the OS handle
+    std::vector<uint8_t> m_buffer; // kWriteBuffer bytes once writing started
+    int64_t m_used = 0;            // bytes of m_buffer waiting to be written
 };

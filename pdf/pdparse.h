@@ -106,7 +106,16 @@ public:
     void SetMark() noexcept;
     void ClearMark() noexcept;
     void RestoreMark() noexcept;
-    int GetByte(); // -1 at end
+    // -1 at end. Inline: the tokenizer takes every byte of the input through here.
+    int GetByte() {
+        if (m_pos >= m_fill && !FillBuffer())
+            return -1;
+        return m_buffer[m_pos++];
+    }
+    // The buffered bytes not handed out yet (Buffered() of them), and handing out n of them at
+    // once: a token scanned in runs reads exactly what GetByte would have read byte by byte.
+    const uint8_t* Pending() const noexcept { return m_buffer + m_pos; }
+    void Skip(int32_t n) noexcept { m_pos += n; }
     // File offset of the next byte GetByte would return.
     int64_t Offset() const noexcept;
     PDParseHost& Host() noexcept { return m_host; }
@@ -160,6 +169,9 @@ private:
     int ScanToken();
     bool SkipWhiteSpace();
     bool AppendByte(int c);
+    // Appends the bytes of the buffer that class accepts behind the current byte (at most what
+    // the token may still take) and makes the byte after them current.
+    void AppendRun(uint8_t byteClass);
     void AppendToDelimiter();
     int ScanLiteralString();
     int ScanHexString();
@@ -184,6 +196,7 @@ private:
     bool ReadUntilKeyword(std::vector<uint8_t>& data, int64_t length, int64_t& end);
     void ReadWithLength(std::vector<uint8_t>& data, int64_t length, int64_t& end);
     void Keep(std::vector<uint8_t>& data, int byte, int64_t limit);
+    bool KeepBuffered(std::vector<uint8_t>& data, int64_t count, int64_t limit);
     void SetLengthValue(int64_t length);
     int64_t DataRoom() noexcept;
 

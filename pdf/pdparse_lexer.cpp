@@ -28,7 +28,7 @@ bool IsLineSpace(int c) noexcept {
 }
 
 // Where names and words stop. The end of input stops them too.
-bool IsDelimiter(int c) noexcept {
+constexpr bool IsDelimiterByte(int c) noexcept {
     switch (c) {
     case -1:
     case 0:
@@ -46,6 +46,37 @@ bool IsDelimiter(int c) noexcept {
     default:
         return false;
     }
+}
+
+// Byte classes for scanning runs of the buffer.
+constexpr uint8_t kWordByte = 1;    // not a delimiter: names and words go on
+constexpr uint8_t kLiteralByte = 2; // no effect in a literal string beyond being kept
+constexpr uint8_t kHexByte = 4;     // neither ends a hexadecimal string nor cuts it short
+
+constexpr uint8_t ClassOf(int c) noexcept {
+    uint8_t bits = 0;
+    if (!IsDelimiterByte(c))
+        bits |= kWordByte;
+    // 'j' may complete the guard word that ends a runaway literal string, so it is checked.
+    if (c != '(' && c != ')' && c != '\\' && c != 'j')
+        bits |= kLiteralByte;
+    if (c != '>' && c != ']')
+        bits |= kHexByte;
+    return bits;
+}
+
+struct ByteClasses {
+    uint8_t bits[256];
+    constexpr ByteClasses() : bits() {
+        for (int c = 0; c < 256; ++c)
+            bits[c] = ClassOf(c);
+    }
+};
+
+constexpr ByteClasses kClasses;
+
+bool IsDelimiter(int c) noexcept {
+    return c < 0 || (kClasses.bits[c] & kWordByte) == 0;
 }
 
 // Bytes that end an integer at once, without looking for a reference behind it.
@@ -165,12 +196,6 @@ void PDByteSource::RestoreMark() noexcept {
     }
 }
 
-int PDByteSource::GetByte() {
-    if (m_pos >= m_fill && !FillBuffer())
-        return -1;
-    return m_buffer[m_pos++];
-}
-
 int64_t PDByteSource::Offset() const noexcept {
     return m_base + m_pos;
 }
@@ -192,7 +217,9 @@ int PDClassifyKeyword(const char* word) {
 PDParser::PDParser(PDParseHost& host) : m_source(host) {
     m_token.Reserve(kTokenReserve);
     m_token.Clear();
-    m_trace = std::getenv("PDF_TEST") != nullptr;
+    // A parser is made for every object read, and the environment does not change during a run.
+    static const bool trace = std::getenv("PDF_TEST") != nullptr;
+    m_trace = trace;
     Next();
 }
 
@@ -243,9 +270,22 @@ bool PDParser::AppendByte(int c) {
     return true;
 }
 
+void PDParser::AppendRun(uint8_t byteClass) {
+    const uint8_t* run = m_source.Pending();
+    int32_t limit = std::min(m_source.Buffered(), kMaxTokenLength - m_token.Length());
+    int32_t n = 0;
+    while (n < limit && (kClasses.bits[run[n]] & byteClass) != 0)
+        ++n;
+    if (n > 0) {
+        m_token.Append(reinterpret_cast<const char*>(run), n);
+        m_source.Skip(n);
+    }
+    Next();
+}
+
 void PDParser::AppendToDelimiter() {
     while (!IsDelimiter(m_cur) && AppendByte(m_cur))
-        Next();
+        AppendRun(kWordByte);
 }
 
 int PDParser::ScanToken() {
@@ -296,7 +336,8 @@ int PDParser::ScanLiteralString() {
     static constexpr char kGuard[] = "endobj";
     auto guarded = [this] {
         int n = m_token.Length();
-        return n >= 6 && std::memcmp(m_token.Text() + n - 6, kGuard, 6) == 0;
+        return n >= 6 && m_token.Text()[n - 1] == 'j' &&
+               std::memcmp(m_token.Text() + n - 6, kGuard, 6) == 0;
     };
     AppendByte('(');
     Next();
@@ -333,6 +374,9 @@ int PDParser::ScanLiteralString() {
         }
         if (guarded())
             return kTokEnd;
+        // Plain bytes neither nest, escape nor complete the guard word: taken as a run.
+        if (m_cur >= 0 && (kClasses.bits[m_cur] & kLiteralByte) != 0 && AppendByte(m_cur))
+            AppendRun(kLiteralByte);
     }
 }
 
@@ -349,9 +393,11 @@ int PDParser::ScanHexString() {
         int c = m_cur;
         if (c == -1 || c == ']' || !AppendByte(c))
             return kTokEnd;
-        Next();
-        if (c == '>')
+        if (c == '>') {
+            Next();
             return kTokString;
+        }
+        AppendRun(kHexByte);
     }
 }
 

@@ -2,6 +2,7 @@
 #include "pdf/pdparse.h"
 
 #include "streams/pddiag.h"
+#include "streams/pdprefault.h"
 
 #include <algorithm>
 #include <charconv>
@@ -71,6 +72,25 @@ void PDParser::Keep(std::vector<uint8_t>& data, int byte, int64_t limit) {
         data.reserve(static_cast<size_t>(std::max(std::min(wanted, limit), size + 1)));
     }
     data.push_back(static_cast<uint8_t>(byte));
+}
+
+// Adds up to count bytes that the byte source holds already, all at once, as many as DataByte
+// would have handed out one by one. False when there were none to take.
+bool PDParser::KeepBuffered(std::vector<uint8_t>& data, int64_t count, int64_t limit) {
+    int64_t n = std::min<int64_t>(count, m_source.Buffered());
+    if (m_dataEnd >= 0)
+        n = std::min(n, m_dataEnd - m_source.Offset());
+    if (n <= 0)
+        return false;
+    int64_t size = Size(data);
+    if (size + n > static_cast<int64_t>(data.capacity())) {
+        int64_t wanted = std::max(size + kGrowStep, size + size / 2);
+        data.reserve(static_cast<size_t>(std::max(std::min(wanted, limit), size + n)));
+    }
+    const uint8_t* bytes = m_source.Pending();
+    data.insert(data.end(), bytes, bytes + n);
+    m_source.Skip(static_cast<int32_t>(n));
+    return true;
 }
 
 // The /Length of the dictionary: -1 when it cannot be known.
@@ -147,9 +167,15 @@ bool PDParser::ReadUntilKeyword(std::vector<uint8_t>& data, int64_t length, int6
 void PDParser::ReadWithLength(std::vector<uint8_t>& data, int64_t length, int64_t& end) {
     int64_t limit = DataRoom();
     data.reserve(static_cast<size_t>(std::min(length + 40, limit)));
+    PDPrefault(data.data(), data.capacity());
     int c = 0;
-    while (Size(data) < length + 12 && (c = DataByte()) >= 0)
+    while (Size(data) < length + 12) {
+        if (m_pendingData < 0 && KeepBuffered(data, length + 12 - Size(data), limit))
+            continue;
+        if ((c = DataByte()) < 0)
+            break;
         Keep(data, c, limit);
+    }
     int64_t n = Size(data);
     for (int64_t back = 12; back <= 14; ++back) {
         if (MatchAt(data, n - back, kEndstream, kEndstreamLength)) {

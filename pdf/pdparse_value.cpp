@@ -138,6 +138,7 @@ void PDParser::ParseDict(PDValue& value) {
     --m_depth;
     if (!outermost)
         m_lengthVal = outerLength;
+    dict->Compact();
 }
 
 // One key and its value. The entry is made before its value is parsed, so the table keeps the

@@ -4,6 +4,7 @@
 #include "streams/pddiag.h"
 #include "streams/pdfilters.h"
 #include "streams/pdlimits.h"
+#include "streams/pdprefault.h"
 
 #include <algorithm>
 #include <cstring>
@@ -127,11 +128,12 @@ bool PDAppendDecoded(PDStr& content, const uint8_t* bytes, int64_t count, int64_
     int64_t take = std::clamp<int64_t>(count, 0, room);
     if (take > 0 && length + take >= content.Capacity()) {
         int64_t grown = std::clamp<int64_t>(2 * length, length + take, cap);
-        // Reserve moves the length to the new size; cutting it back keeps the capacity.
-        if (!content.Reserve(static_cast<int>(grown)))
+        // Only the bytes appended are written: room never filled stays untouched memory.
+        if (!content.ReserveRoom(static_cast<int>(grown)))
             PDThrowAlloc();
-        content.Truncate(static_cast<int>(length));
     }
+    if (take > 0)
+        PDPrefault(content.Buffer() + length, static_cast<size_t>(take));
     content.Append(reinterpret_cast<const char*>(bytes), static_cast<int>(take));
     if (count <= room)
         return true;

@@ -8,7 +8,7 @@
 #include <utility>
 
 PDValue::PDValue() noexcept
-    : m_kind(kPDNone), m_payload(kNoPayload), m_number(0), m_realCount(0), m_next(nullptr) {}
+    : m_kind(kPDNone), m_payload(kNoPayload), m_number(0), m_next(nullptr) {}
 
 PDValue::PDValue(const char* text) : PDValue() {
     new (&m_body.text) PDStr(text);
@@ -63,7 +63,7 @@ void PDValue::DropPayload() noexcept {
     if (m_payload == kTextPayload)
         m_body.text.~PDStr();
     m_payload = kNoPayload;
-    m_body.chain = Chain{nullptr, nullptr};
+    m_body.chain = Chain{nullptr, nullptr, 0};
 }
 
 void PDValue::Become(Payload payload) {
@@ -88,8 +88,7 @@ void PDValue::DetachChildren(PDValue* v, PDValue*& work) noexcept {
             v->m_body.chain.last->m_next = work;
             work = v->m_body.chain.first;
         }
-        v->m_body.chain = Chain{nullptr, nullptr};
-        v->m_realCount = 0;
+        v->m_body.chain = Chain{nullptr, nullptr, 0};
         v->m_payload = kNoPayload;
     } else if (v->m_payload == kDictPayload) {
         PDDict* dict = v->m_body.dict;
@@ -102,7 +101,7 @@ void PDValue::DetachChildren(PDValue* v, PDValue*& work) noexcept {
         }
         dict->m_entries.clear();
         delete dict;
-        v->m_body.chain = Chain{nullptr, nullptr};
+        v->m_body.chain = Chain{nullptr, nullptr, 0};
         v->m_payload = kNoPayload;
     }
 }
@@ -187,7 +186,7 @@ void PDValue::SetFirst(std::unique_ptr<PDValue> first) {
     }
     Become(kChainPayload);
     PDValue* work = m_body.chain.first; // the old chain goes, iteratively
-    m_body.chain = Chain{nullptr, nullptr};
+    m_body.chain = Chain{nullptr, nullptr, 0};
     while (work != nullptr) {
         PDValue* v = work;
         work = v->m_next;
@@ -196,10 +195,10 @@ void PDValue::SetFirst(std::unique_ptr<PDValue> first) {
     }
     PDValue* last = first.release();
     m_body.chain.first = last;
-    m_realCount = last != nullptr ? 1 : 0;
+    m_body.chain.count = last != nullptr ? 1 : 0;
     while (last != nullptr && last->m_next != nullptr) {
         last = last->m_next;
-        ++m_realCount;
+        ++m_body.chain.count;
     }
     m_body.chain.last = last;
 }
@@ -211,7 +210,7 @@ void PDValue::LinkLast(PDValue* element) {
     else
         m_body.chain.last->m_next = element;
     m_body.chain.last = element;
-    ++m_realCount;
+    ++m_body.chain.count;
 }
 
 void PDValue::Append(std::unique_ptr<PDValue> element) {
@@ -223,7 +222,7 @@ void PDValue::Append(std::unique_ptr<PDValue> element) {
     }
     // Deliberate: the stored count is 1 after the first element and afterwards the number of
     // steps a walk to the old last element takes. Nothing reads it to iterate; it is kept so.
-    m_number = First() == nullptr ? 1 : m_realCount - 1;
+    m_number = First() == nullptr ? 1 : m_body.chain.count - 1;
     LinkLast(element.release());
 }
 
@@ -237,7 +236,8 @@ PDValue* PDValue::Element(int i) const noexcept {
 }
 
 int PDValue::ElementCount() const noexcept {
-    return m_kind == kPDArray ? m_realCount : 0;
+    // Leaving the chain payload always empties the chain, so any other payload counts none.
+    return m_kind == kPDArray && m_payload == kChainPayload ? m_body.chain.count : 0;
 }
 
 bool PDValue::RemoveReference(int32_t objNum) {
@@ -250,7 +250,7 @@ bool PDValue::RemoveReference(int32_t objNum) {
             m_body.chain.last = prev;
         e->m_next = nullptr;
         delete e;
-        --m_realCount;
+        --m_body.chain.count;
         --m_number;
         return true;
     }

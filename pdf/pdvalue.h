@@ -116,7 +116,7 @@ public:
     // returns null instead (used by Copy, which reports and gives up).
     static void* operator new(std::size_t size);
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
-    static void operator delete(void* p) noexcept;
+    static void operator delete(void* p, std::size_t size) noexcept;
 
 private:
     // Which member of the body is alive. The kind alone does not tell: a number keeps the text
@@ -125,10 +125,11 @@ private:
     struct Chain {
         PDValue* first; // owned
         PDValue* last;  // so that appends do not walk the chain
+        int32_t count;  // elements in the chain
     };
     // A value is a text, an array chain or a table, never two at once, so they share the room.
     union Body {
-        Body() noexcept : chain{nullptr, nullptr} {}
+        Body() noexcept : chain{nullptr, nullptr, 0} {}
         ~Body() {}
         Body(const Body&) = delete;
         Body& operator=(const Body&) = delete;
@@ -150,9 +151,8 @@ private:
 
     int8_t m_kind;
     Payload m_payload;
-    int32_t m_number;    // integer, object number, or an array's stored count
-    int32_t m_realCount; // array: elements in the chain
-    PDValue* m_next;     // element: next element of the array that holds it
+    int32_t m_number; // integer, object number, or an array's stored count
+    PDValue* m_next;  // element: next element of the array that holds it
     Body m_body;
     friend class PDDict;
 };
@@ -196,10 +196,13 @@ public:
     // Takes the entry's value out, leaving the slot empty. Null when unset.
     std::unique_ptr<PDValue> Release(int slot);
     void Clear() noexcept;
+    // Gives back the room a table took for entries and keys it never got: a table read from a
+    // file is complete, and a document holds thousands.
+    void Compact();
 
     // Running out of memory for a table raises PDAllocError.
     static void* operator new(std::size_t size);
-    static void operator delete(void* p) noexcept;
+    static void operator delete(void* p, std::size_t size) noexcept;
 
 private:
     template <class T> using Vec = std::vector<T, PDAllocator<T>>;

@@ -4,31 +4,32 @@
 #include "pdf/pdvalue.h"
 
 #include "streams/pddiag.h"
+#include "streams/pdslab.h"
 
 #include <new>
 
 void* PDValue::operator new(std::size_t size) {
-    void* p = ::operator new(size, std::nothrow);
+    void* p = PDSlabAlloc(size);
     if (p == nullptr)
         PDThrowAlloc();
     return p;
 }
 
 void* PDValue::operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return ::operator new(size, std::nothrow);
+    return PDSlabAlloc(size);
 }
 
-void PDValue::operator delete(void* p) noexcept {
-    ::operator delete(p);
+void PDValue::operator delete(void* p, std::size_t size) noexcept {
+    PDSlabFree(p, size);
 }
 
 void* PDDict::operator new(std::size_t size) {
-    void* p = ::operator new(size, std::nothrow);
+    void* p = PDSlabAlloc(size);
     if (p == nullptr)
         PDThrowAlloc();
     return p;
 }
 
-void PDDict::operator delete(void* p) noexcept {
-    ::operator delete(p);
+void PDDict::operator delete(void* p, std::size_t size) noexcept {
+    PDSlabFree(p, size);
 }

@@ -7,6 +7,7 @@
 #include "pdf/pdformat.h"
 #include "pdf/pdkeys.h"
 #include "pdf/pdstring.h"
+#include "streams/pdalloc.h"
 #include "streams/pddiag.h"
 #include "streams/pdlimits.h"
 #include "streams/pdsecurity.h"
@@ -230,7 +231,9 @@ bool PDWriter::WriteValue(const PDValue* value, int map) {
         int entry;              // dictionaries: next entry to write
         bool lineEntries;
     };
-    std::vector<Frame> stack;
+    // Most values nest a few levels: the stack's first room comes from the small-block pieces.
+    std::vector<Frame, PDAllocator<Frame>> stack;
+    stack.reserve(8);
     const PDValue* v = value;
     for (;;) {
         if (v != nullptr) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "streams/pddiag.h"
+#include "streams/pdslab.h"
 
 #include <cstddef>
 #include <cstdlib>
@@ -17,12 +18,14 @@ template <class T> struct PDAllocator {
     T* allocate(std::size_t n) {
         if (n > std::numeric_limits<std::size_t>::max() / sizeof(T))
             PDThrowAlloc();
-        void* p = std::malloc(n * sizeof(T) + (n == 0 ? 1 : 0));
+        void* p = PDSlabAlloc(n * sizeof(T) + (n == 0 ? 1 : 0));
         if (p == nullptr)
             PDThrowAlloc();
         return static_cast<T*>(p);
     }
-    void deallocate(T* p, std::size_t) noexcept { std::free(p); }
+    void deallocate(T* p, std::size_t n) noexcept {
+        PDSlabFree(p, n * sizeof(T) + (n == 0 ? 1 : 0));
+    }
 
     template <class U> bool operator==(const PDAllocator<U>&) const noexcept { return true; }
 };

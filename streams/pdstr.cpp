@@ -1,6 +1,7 @@
 #include "streams/pdstr.h"
 
 #include "streams/pddiag.h"
+#include "streams/pdslab.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -31,6 +32,16 @@ size_t Unsigned(int32_t n) noexcept {
     return static_cast<size_t>(n);
 }
 
+// A zero-filled block. Large ones come zeroed from the system, untouched until used.
+void* ZeroBlock(size_t n) noexcept {
+    if (n > kPDSlabLargest)
+        return std::calloc(n, 1);
+    void* block = PDSlabAlloc(n);
+    if (block != nullptr)
+        std::memset(block, 0, n);
+    return block;
+}
+
 // Fills a string that owns nothing with exactly length + 1 bytes.
 void Adopt(PDStr& s, const char* bytes, int length) {
     if (bytes == nullptr || length <= 0)
@@ -42,7 +53,7 @@ void Adopt(PDStr& s, const char* bytes, int length) {
 
 } // namespace
 
-PDStr::PDStr() noexcept : m_text(SharedEmpty()), m_length(0), m_capacity(0) {}
+PDStr::PDStr() noexcept : m_text(SharedEmpty()), m_length(0), m_capacity(0), m_local() {}
 
 PDStr::PDStr(const char* text) : PDStr() {
     if (text != nullptr)
@@ -61,8 +72,20 @@ PDStr::PDStr(const PDStr& other) : PDStr() {
     Adopt(*this, other.m_text, other.m_length);
 }
 
-PDStr::PDStr(PDStr&& other) noexcept
-    : m_text(other.m_text), m_length(other.m_length), m_capacity(other.m_capacity) {
+PDStr::PDStr(PDStr&& other) noexcept : PDStr() {
+    TakeFrom(other);
+}
+
+// Takes over what other holds and leaves it empty. This string must hold nothing.
+void PDStr::TakeFrom(PDStr& other) noexcept {
+    if (other.IsLocal()) {
+        std::memcpy(m_local, other.m_local, sizeof m_local);
+        m_text = m_local;
+    } else {
+        m_text = other.m_text;
+    }
+    m_length = other.m_length;
+    m_capacity = other.m_capacity;
     other.m_text = SharedEmpty();
     other.m_length = 0;
     other.m_capacity = 0;
@@ -79,12 +102,7 @@ PDStr& PDStr::operator=(const PDStr& other) {
 PDStr& PDStr::operator=(PDStr&& other) noexcept {
     if (this != &other) {
         Release();
-        m_text = other.m_text;
-        m_length = other.m_length;
-        m_capacity = other.m_capacity;
-        other.m_text = SharedEmpty();
-        other.m_length = 0;
-        other.m_capacity = 0;
+        TakeFrom(other);
     }
     return *this;
 }
@@ -100,8 +118,8 @@ PDStr::~PDStr() {
 }
 
 void PDStr::Release() noexcept {
-    if (m_capacity > 0)
-        std::free(m_text);
+    if (m_capacity > 0 && !IsLocal())
+        PDSlabFree(m_text, Unsigned(m_capacity));
     m_text = SharedEmpty();
     m_length = 0;
     m_capacity = 0;
@@ -122,24 +140,34 @@ uint8_t PDStr::At(int i) const noexcept {
     return static_cast<uint8_t>(m_text[i]);
 }
 
-// Makes room for `added` more bytes plus the terminator: a fresh block when nothing is owned yet,
-// a reallocation otherwise, in both cases to exactly the new length + 64 bytes.
+// Makes room for `added` more bytes plus the terminator: the room inside the string when that
+// suffices, else a fresh block or a reallocation of at least the new length + 64 bytes.
 void PDStr::Grow(int added) {
     int64_t newLength = int64_t{m_length} + added;
     if (added < 0 || newLength + kGrowSlack > std::numeric_limits<int32_t>::max())
         PDThrowAlloc();
     if (newLength < m_capacity)
         return;
+    if (m_capacity == 0 && newLength < kLocalBytes) {
+        m_text = m_local;
+        m_text[0] = 0;
+        m_capacity = kLocalBytes;
+        return;
+    }
     // Growing by half of what is held keeps a long run of appends linear overall.
     int64_t wanted = std::max(newLength + kGrowSlack, int64_t{m_capacity} + m_capacity / 2);
     auto size =
         static_cast<int32_t>(std::min<int64_t>(wanted, std::numeric_limits<int32_t>::max()));
-    char* block = m_capacity > 0 ? static_cast<char*>(std::realloc(m_text, Unsigned(size)))
-                                 : static_cast<char*>(std::malloc(Unsigned(size)));
+    bool moves = m_capacity == 0 || IsLocal();
+    char* block =
+        moves ? static_cast<char*>(PDSlabAlloc(Unsigned(size)))
+              : static_cast<char*>(PDSlabResize(m_text, Unsigned(m_capacity), Unsigned(size)));
     if (block == nullptr)
         PDThrowAlloc();
     if (m_capacity == 0)
         block[0] = 0;
+    else if (IsLocal())
+        std::memcpy(block, m_local, Unsigned(m_length) + 1);
     m_text = block;
     m_capacity = size;
 }
@@ -228,8 +256,12 @@ bool PDStr::Reserve(int n) {
         Release();
         return false;
     }
-    if (m_capacity == 0) {
-        auto* block = static_cast<char*>(std::calloc(Unsigned(n) + 1, 1));
+    if (m_capacity == 0 && n < kLocalBytes) {
+        std::memset(m_local, 0, sizeof m_local);
+        m_text = m_local;
+        m_capacity = kLocalBytes;
+    } else if (m_capacity == 0) {
+        auto* block = static_cast<char*>(ZeroBlock(Unsigned(n) + 1));
         if (block == nullptr) {
             Release();
             return false;
@@ -238,17 +270,44 @@ bool PDStr::Reserve(int n) {
         m_capacity = n + 1;
     } else if (m_capacity <= n) {
         // The terminator needs byte n, so a capacity of exactly n is too small as well.
-        auto* block = static_cast<char*>(std::realloc(m_text, Unsigned(n) + 1));
+        auto* block =
+            IsLocal()
+                ? static_cast<char*>(PDSlabAlloc(Unsigned(n) + 1))
+                : static_cast<char*>(PDSlabResize(m_text, Unsigned(m_capacity), Unsigned(n) + 1));
         if (block == nullptr) {
             Release();
             return false;
         }
+        if (IsLocal())
+            std::memcpy(block, m_local, sizeof m_local);
         std::memset(block + m_capacity, 0, Unsigned(n + 1 - m_capacity));
         m_text = block;
         m_capacity = n + 1;
     }
     m_length = n;
     m_text[n] = 0;
+    return true;
+}
+
+bool PDStr::ReserveRoom(int n) {
+    if (n < 0 || n == std::numeric_limits<int32_t>::max())
+        return false;
+    if (n < m_capacity)
+        return true;
+    char* block = nullptr;
+    if (m_capacity == 0 || IsLocal()) {
+        block = static_cast<char*>(PDSlabAlloc(Unsigned(n) + 1));
+        if (block != nullptr && m_capacity == 0)
+            block[0] = 0;
+        else if (block != nullptr)
+            std::memcpy(block, m_local, Unsigned(m_length) + 1);
+    } else {
+        block = static_cast<char*>(PDSlabResize(m_text, Unsigned(m_capacity), Unsigned(n) + 1));
+    }
+    if (block == nullptr)
+        return false;
+    m_text = block;
+    m_capacity = n + 1;
     return true;
 }
 

@@ -1,4 +1,7 @@
 // PDStr: the library's growable byte string. Always zero-terminated; the length excludes the zero.
+// Texts of up to kLocalBytes - 1 bytes (most names and numbers of a file) live inside the string
+// itself, so a value made from such a token costs no allocation of its own. Text() of such a
+// string moves with it: a pointer taken before a move does not follow the text.
 #pragma once
 
 #include <cstdint>
@@ -54,14 +57,22 @@ public:
     void Clear() noexcept; // keeps the buffer
     // Sets the length to n, zero-filling fresh storage. False (length and capacity 0) on failure.
     bool Reserve(int n);
+    // Makes room for n bytes and the terminator without changing the text or filling the fresh
+    // storage. False (the string unchanged) on failure.
+    bool ReserveRoom(int n);
     // Cuts the string to n bytes (n at most the current length).
     void Truncate(int n) noexcept;
+
+    static constexpr int kLocalBytes = 8;
 
 private:
     void Grow(int added);
     void Release() noexcept;
+    bool IsLocal() const noexcept { return m_text == m_local; }
+    void TakeFrom(PDStr& other) noexcept;
 
     char* m_text;
     int32_t m_length;
-    int32_t m_capacity;
+    int32_t m_capacity; // 0 while the text is the shared empty one
+    char m_local[kLocalBytes];
 };
