@@ -220,7 +220,9 @@ void PDFormDocument::ImportForm() {
         PDValue* field = form.Resolve(f);
         if (f->Kind() != kPDReference || field == nullptr || field->Get("/Deleted") != nullptr)
             continue;
+        // The values are in already: what a field brought along is written and can go.
         form.CopyObject(f->Number());
+        form.ReleaseCopied(f->Number());
     }
     PDValue* need = form.ResolveKey(acro, "/NeedAppearances");
     if (need != nullptr && need->Text() == "true")

@@ -29,7 +29,7 @@ size_t DecodeUtf8(std::string_view s, size_t i, char32_t& c) {
                                    : 0;
     if (n == 0 || i + n > s.size())
         return 0;
-    c = n == 1 ? lead : lead & (0x7F >> n);
+    c = static_cast<char32_t>(n == 1 ? lead : (lead & (0x7F >> n)));
     for (size_t k = 1; k < n; ++k) {
         if ((b(i + k) & 0xC0) != 0x80)
             return 0;

@@ -122,6 +122,9 @@ public:
     int TransferredPageCount() const noexcept { return m_outputPages.Count(); }
     int OutputPageIndex(int p) const noexcept;
 
+    // Releases what object n brought into the output, as after a page is written, so that a copy
+    // does not hold a whole form at once; what is needed again is read again.
+    void ReleaseCopied(int32_t n);
     // Held objects are written at the end of every transfer, each time under a new number.
     void MarkHeld(int32_t n);
     bool IsHeld(int32_t n) const noexcept;

@@ -236,6 +236,11 @@ void PDFInput::ReleaseWritten(PDInputObj& page) {
     }
 }
 
+void PDFInput::ReleaseCopied(int32_t n) {
+    if (PDInputObj* obj = PeekObj(n); obj != nullptr)
+        ReleaseWritten(*obj);
+}
+
 bool PDFInput::ReleaseObj(PDInputObj*& slot, bool releaseReferenced) {
     if (slot == nullptr)
         return false;
