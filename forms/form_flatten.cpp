@@ -216,7 +216,8 @@ void PDFlattener::FlattenPage(PDInputObj& page) {
         contents->Append(PDValue::MakeReference(stream("q\n")));
     for (PDValue* part : parts)
         contents->Append(part->Copy());
-    std::string text = (wrap ? "Q\n" : "\n") + std::string("/Artifact BMC\n") + groups + "EMC\n";
+    std::string text(wrap ? "Q\n" : "\n");
+    text.append("/Artifact BMC\n").append(groups).append("EMC\n");
     contents->Append(PDValue::MakeReference(stream(text)));
     dict->Dict()->SaveAttrVal(pdkey::Contents, std::move(contents));
 }
