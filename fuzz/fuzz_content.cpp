@@ -2,6 +2,7 @@
 // standard fonts and a font of its own widths and /ToUnicode map; the same bytes are the content
 // of the form /X, which the page (and the form itself) may call. Then checks the balance.
 // Contract: no crash, no sanitizer report, no hang; only PDAllocError may escape.
+#include "fuzz/fuzz_pdf.h"
 #include "fuzz/fuzz_target.h"
 
 #include "fonts/pdcontent.h"
@@ -22,35 +23,19 @@ const char kToUnicode[] =
     "endcmap CMapName currentdict /CMap defineresource pop end end";
 
 std::string BuildFile(std::string_view content) {
-    std::string pdf = "%PDF-1.4\n";
-    std::string offsets;
-    auto add = [&](int num, std::string_view body) {
-        char line[32];
-        std::snprintf(line, sizeof line, "%010zu 00000 n \n", pdf.size());
-        offsets += line;
-        pdf += std::to_string(num) + " 0 obj\n";
-        pdf += body;
-        pdf += "\nendobj\n";
-    };
-    auto stream = [](std::string_view dict, std::string_view data) {
-        return "<< " + std::string(dict) + " /Length " + std::to_string(data.size()) +
-               " >>\nstream\n" + std::string(data) + "\nendstream";
-    };
-    add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
-    add(3, "<< /Type /Page /Parent 2 0 R /Resources << /Font << /F1 4 0 R /F2 5 0 R /F3 6 0 R "
-           ">> /XObject << /X 7 0 R /Im 8 0 R >> >> /Contents 7 0 R >>");
-    add(4, "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>");
-    add(5, "<< /Type /Font /Subtype /TrueType /BaseFont /Own /FirstChar 32 /LastChar 40 "
-           "/Widths [250 300 -1 1e9 500] /ToUnicode 9 0 R >>");
-    add(6, "<< /Type /Font /Subtype /Type1 /BaseFont /Symbol >>");
-    add(7, stream("/Type /XObject /Subtype /Form /BBox [0 0 100 100]", content));
-    add(8, stream("/Type /XObject /Subtype /Image /Width 1 /Height 1", "X"));
-    add(9, stream("", kToUnicode));
-    size_t xref = pdf.size();
-    pdf += "xref\n0 10\n0000000000 65535 f \n" + offsets;
-    pdf += "trailer\n<< /Size 10 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
-    return pdf;
+    return FuzzPdf({
+        "<< /Type /Catalog /Pages 2 0 R >>",
+        "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+        "<< /Type /Page /Parent 2 0 R /Resources << /Font << /F1 4 0 R /F2 5 0 R /F3 6 0 R >> "
+        "/XObject << /X 7 0 R /Im 8 0 R >> >> /Contents 7 0 R >>",
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica >>",
+        "<< /Type /Font /Subtype /TrueType /BaseFont /Own /FirstChar 32 /LastChar 40 "
+        "/Widths [250 300 -1 1e9 500] /ToUnicode 9 0 R >>",
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Symbol >>",
+        FuzzStream("/Type /XObject /Subtype /Form /BBox [0 0 100 100]", content),
+        FuzzStream("/Type /XObject /Subtype /Image /Width 1 /Height 1", "X"),
+        FuzzStream("", kToUnicode),
+    });
 }
 
 } // namespace

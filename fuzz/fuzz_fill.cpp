@@ -3,6 +3,7 @@
 // second also delete a field, add one and flatten), then the document is written in memory.
 #include "forms/form_document.h"
 #include "forms/form_template.h"
+#include "fuzz/fuzz_pdf.h"
 #include "fuzz/fuzz_target.h"
 
 #include <string>
@@ -34,22 +35,7 @@ const char* const kObjects[] = {
 };
 
 std::string Form() {
-    std::string pdf = "%PDF-1.7\n";
-    std::vector<size_t> offsets;
-    int n = 1;
-    for (const char* body : kObjects) {
-        offsets.push_back(pdf.size());
-        pdf += std::to_string(n++) + " 0 obj\n" + body + "\nendobj\n";
-    }
-    size_t xref = pdf.size();
-    pdf += "xref\n0 " + std::to_string(n) + "\n0000000000 65535 f \n";
-    for (size_t off : offsets) {
-        std::string digits = std::to_string(off);
-        pdf += std::string(10 - digits.size(), '0') + digits + " 00000 n \n";
-    }
-    pdf += "trailer\n<< /Size " + std::to_string(n) + " /Root 1 0 R >>\nstartxref\n" +
-           std::to_string(xref) + "\n%%EOF\n";
-    return pdf;
+    return FuzzPdf(std::vector<std::string>(std::begin(kObjects), std::end(kObjects)));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // Input: the dictionary's bytes (object 4), then optionally a 0xFF byte and the data of a stream
 // (object 5) that the dictionary may name, e.g. as /ToUnicode or /DescendantFonts [5 0 R].
 // Contract: no crash, no sanitizer report, no hang; only PDAllocError may escape.
+#include "fuzz/fuzz_pdf.h"
 #include "fuzz/fuzz_target.h"
 
 #include "fonts/pdfontfactory.h"
@@ -14,26 +15,9 @@
 namespace {
 
 std::string BuildFile(std::string_view dict, std::string_view stream) {
-    std::string pdf = "%PDF-1.4\n";
-    std::string offsets;
-    auto add = [&](int num, std::string_view body) {
-        char line[32];
-        std::snprintf(line, sizeof line, "%010zu 00000 n \n", pdf.size());
-        offsets += line;
-        pdf += std::to_string(num) + " 0 obj\n";
-        pdf += body;
-        pdf += "\nendobj\n";
-    };
-    add(1, "<< /Type /Catalog /Pages 2 0 R >>");
-    add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
-    add(3, "<< /Type /Page /Parent 2 0 R >>");
-    add(4, dict);
-    add(5, "<< /Length " + std::to_string(stream.size()) + " >>\nstream\n" + std::string(stream) +
-               "\nendstream");
-    size_t xref = pdf.size();
-    pdf += "xref\n0 6\n0000000000 65535 f \n" + offsets;
-    pdf += "trailer\n<< /Size 6 /Root 1 0 R >>\nstartxref\n" + std::to_string(xref) + "\n%%EOF\n";
-    return pdf;
+    return FuzzPdf({"<< /Type /Catalog /Pages 2 0 R >>",
+                    "<< /Type /Pages /Kids [3 0 R] /Count 1 >>", "<< /Type /Page /Parent 2 0 R >>",
+                    std::string(dict), FuzzStream("", stream)});
 }
 
 void Exercise(const PDFont& font, std::string_view text) {

@@ -234,6 +234,21 @@ TEST(CorpusCopy, SameFieldsOutlinesAndDestinationsForPypdf) {
     EXPECT_GT(judged.load(), 25);
 }
 
+const char* const kFillOracle =
+    "/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fill.py ";
+
+// A control file giving each text field of the form a value of its own; false for a file without
+// fields, or one the oracle cannot read.
+bool WriteFillValues(const Copy& c, const std::string& path) {
+    if (c.file.terminalFields == 0 || c.file.IsAes())
+        return false;
+    int status = -1;
+    Shell(kFillOracle + std::string("values ") + Quote(c.file.path) + " " +
+              Quote(c.file.userPassword) + " >" + Quote(path) + " 2>/dev/null",
+          &status);
+    return status == 0;
+}
+
 // Every text field of every form gets a value of its own: pypdf must read each back as /V, and
 // pdftotext find each drawn on the pages (poppler is not asked to draw fields itself); qpdf finds
 // no error in the filled file (warnings stay where the template has them).
@@ -244,25 +259,18 @@ TEST(CorpusFill, EveryTextFieldShowsItsValue) {
     REQUIRE_ORACLE("qpdf --version", "qpdf");
     std::atomic<int> filled{0};
     CheckEveryCopy([&filled](const Copy& c) {
-        const std::string oracle =
-            "/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fill.py ";
-        if (c.file.terminalFields == 0 || c.file.IsAes())
-            return std::vector<std::string>{};
         TempDir dir;
         const std::string values = dir.Path() + "/values.ctl";
         const std::string out = dir.Path() + "/filled.pdf";
-        int status = -1;
-        Shell(oracle + "values " + Quote(c.file.path) + " " + Quote(c.file.userPassword) + " >" +
-                  Quote(values) + " 2>/dev/null",
-              &status);
-        if (status != 0)
-            return std::vector<std::string>{}; // the oracle cannot read this file
+        if (!WriteFillValues(c, values))
+            return std::vector<std::string>{};
         ToolResult run =
             RunTool(ToolPath(), WithPassword(c.file, {c.file.path, out, "@" + values}));
         std::vector<std::string> complaints;
         if (run.status != 0 || !run.err.empty())
             complaints.push_back("fill exits with " + std::to_string(run.status) + ": " + run.err);
-        std::string said = Shell(oracle + "check " + Quote(out) + " " + Quote(values) + " 2>&1");
+        std::string said =
+            Shell(kFillOracle + std::string("check ") + Quote(out) + " " + Quote(values) + " 2>&1");
         if (!said.empty())
             complaints.push_back(said.substr(0, 2000));
         if (Shell("qpdf --check " + Quote(out) + " >/dev/null 2>&1; echo $?") == "2\n")
@@ -307,14 +315,10 @@ TEST(CorpusFlatten, LooksAsFilledWithoutWidgets) {
     REQUIRE_ORACLE("pdftoppm -v", "pdftoppm");
     std::atomic<int> flattened{0};
     CheckEveryCopy([&flattened](const Copy& c) {
-        const std::string oracle =
-            "/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_fill.py ";
-        if (c.file.terminalFields == 0 || c.file.IsAes())
-            return std::vector<std::string>{};
         TempDir dir;
         const std::string values = dir.Path() + "/values.ctl";
-        Shell(oracle + "values " + Quote(c.file.path) + " " + Quote(c.file.userPassword) + " >" +
-              Quote(values) + " 2>/dev/null");
+        if (!WriteFillValues(c, values))
+            return std::vector<std::string>{};
         std::vector<std::string> complaints;
         for (const char* mode : {"filled", "flat"}) {
             std::vector<std::string> args{c.file.path, dir.Path() + "/" + mode + ".pdf",
