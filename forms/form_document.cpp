@@ -329,10 +329,11 @@ bool PDFormDocument::IsGoneReference(PDValue* kid) {
     PDValue* objr = form.Resolve(kid);
     if (objr == nullptr || objr->Kind() != kPDDictionary)
         return false;
+    // /Type is optional in an object reference; a structure element has /S instead.
     PDValue* target = objr->Get("/Obj");
     PDValue* type = form.Resolve(objr->Get("/Type"));
-    if (target == nullptr || target->Kind() != kPDReference || type == nullptr ||
-        !type->IsName("/OBJR"))
+    if (target == nullptr || target->Kind() != kPDReference || objr->Get("/S") != nullptr ||
+        (type != nullptr && !type->IsName("/OBJR")))
         return false;
     return IsGoneWidget(form.Resolve(target), target->Number());
 }
@@ -344,6 +345,34 @@ void PDFormDocument::PruneStructureTree() {
         return;
     std::vector<PDValue*> work{root};
     std::unordered_set<const PDValue*> seen{root};
+    // Elements may also be reached only through the parent tree (a number tree of elements and
+    // arrays of elements).
+    std::vector<PDValue*> nodes{form.Resolve(root->Get("/ParentTree"))};
+    for (size_t steps = 0; !nodes.empty() && steps < pdlimits::kMaxStructureSteps; ++steps) {
+        PDValue* node = nodes.back();
+        nodes.pop_back();
+        if (node == nullptr || node->Kind() != kPDDictionary || !seen.insert(node).second)
+            continue;
+        PDValue* kids = form.Resolve(node->Get("/Kids"));
+        for (PDValue* k = kids != nullptr && kids->Kind() == kPDArray ? kids->First() : nullptr;
+             k != nullptr; k = k->Next())
+            nodes.push_back(form.Resolve(k));
+        PDValue* nums = form.Resolve(node->Get("/Nums"));
+        int i = 0;
+        for (PDValue* e = nums != nullptr && nums->Kind() == kPDArray ? nums->First() : nullptr;
+             e != nullptr; e = e->Next(), ++i) {
+            PDValue* value = i % 2 == 1 ? form.Resolve(e) : nullptr;
+            if (value != nullptr && value->Kind() == kPDDictionary)
+                work.push_back(value);
+            for (PDValue* a = value != nullptr && value->Kind() == kPDArray ? value->First()
+                                                                            : nullptr;
+                 a != nullptr; a = a->Next()) {
+                if (PDValue* element = form.Resolve(a);
+                    element != nullptr && element->Kind() == kPDDictionary)
+                    work.push_back(element);
+            }
+        }
+    }
     for (size_t steps = 0; !work.empty() && steps < pdlimits::kMaxStructureSteps; ++steps) {
         PDValue* element = work.back();
         work.pop_back();

@@ -49,6 +49,26 @@ bool UsesAesFilter(const PDValue& dict) {
     return false;
 }
 
+// The method of the crypt filter a name picks (/Identity: none), looked up under /CF.
+PDCryptMethod MethodOf(const PDValue& dict, const PDValue* name) {
+    if (name == nullptr)
+        return PDCryptMethod::kNone; // /StmF and /StrF default to /Identity
+    if (!name->IsName())
+        return PDCryptMethod::kUnknown;
+    if (name->IsName("/Identity"))
+        return PDCryptMethod::kNone;
+    const PDValue* filters = dict.Get("/CF");
+    const PDValue* filter = filters != nullptr ? filters->Get(name->Text().Text()) : nullptr;
+    const PDValue* method = filter != nullptr ? filter->Get("/CFM") : nullptr;
+    if (method == nullptr || method->IsName("/None"))
+        return PDCryptMethod::kNone;
+    if (method->IsName("/V2"))
+        return PDCryptMethod::kRc4;
+    if (method->IsName("/AESV2"))
+        return PDCryptMethod::kAes128;
+    return PDCryptMethod::kUnknown;
+}
+
 // The string's bytes through crypt, stored back as a literal string.
 template <class Crypt> void CryptString(PDValue& value, Crypt crypt) {
     if (value.Kind() != kPDString) {
@@ -81,13 +101,19 @@ PDEncryptParams PDReadEncryptDictionary(const PDValue& encrypt) {
                          ? static_cast<int>(std::clamp<int64_t>(number, 0, 4096))
                          : -1;
     params.aesFilter = UsesAesFilter(encrypt);
+    if (params.version == 4) {
+        params.streamMethod = MethodOf(encrypt, encrypt.Get("/StmF"));
+        params.stringMethod = MethodOf(encrypt, encrypt.Get("/StrF"));
+        const PDValue* metadata = encrypt.Get("/EncryptMetadata");
+        params.encryptMetadata = metadata == nullptr || metadata->Text() != "false";
+    }
     return params;
 }
 
 void PDDecryptString(const PDSecurity& security, PDValue& value, int32_t objNum,
                      int32_t generation) {
     CryptString(value, [&](const uint8_t* data, int length) {
-        return security.Decrypt(data, length, objNum, generation);
+        return security.Decrypt(data, length, objNum, generation, PDSecurity::kString);
     });
 }
 

@@ -394,6 +394,11 @@ void PDReader::DecryptValue(PDValue& value, int32_t n, int32_t generation) const
                 if (entry != nullptr)
                     pending.push_back(entry);
             }
+            // A file may leave its metadata in the clear.
+            const PDValue* streamType = v->Get("/Type");
+            if (!m_security->EncryptsMetadata() && streamType != nullptr &&
+                streamType->IsName("/Metadata"))
+                skipData = true;
             if (v->HasStream() && !skipData) {
                 auto& data = v->MutableStreamData();
                 int64_t length =

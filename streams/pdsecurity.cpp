@@ -1,8 +1,12 @@
 #include "streams/pdsecurity.h"
 
 #include "streams/md5.h"
+#include "streams/pddiag.h"
 #include "streams/pdnumtext.h"
 #include "streams/rc4.h"
+
+#include <nettle/aes.h>
+#include <nettle/cbc.h>
 
 #include <algorithm>
 #include <cstring>
@@ -130,11 +134,16 @@ void PDSecurity::ReadEncryptParams(const PDEncryptParams& params) {
     }
     m_permissions = params.permissions;
     m_version = params.version;
+    m_streamMethod = params.streamMethod;
+    m_stringMethod = params.stringMethod;
+    m_encryptMetadata = params.encryptMetadata;
     m_revision = params.revision;
     m_keyBits = 40;
     m_keyLengthGuessed = false;
     if (m_version >= 2 && params.keyBits >= 0) {
         m_keyBits = params.keyBits;
+    } else if (m_version == 4) {
+        m_keyBits = 128; // crypt filters of AES-128 always, of RC4 unless /Length says otherwise
     } else if (m_version >= 2 && m_revision == 3) {
         // Without /Length a revision 3 key is most often 128 bits; 40 is tried when that fails.
         m_keyBits = 128;
@@ -147,6 +156,10 @@ void PDSecurity::ReadEncryptParams(const PDEncryptParams& params) {
 }
 
 bool PDSecurity::IsSupported() const noexcept {
+    if (m_version == 4) {
+        return m_entriesRead && m_revision == 4 && m_streamMethod != PDCryptMethod::kUnknown &&
+               m_stringMethod != PDCryptMethod::kUnknown;
+    }
     return m_entriesRead && !m_aesFilter && (m_version == 1 || m_version == 2) &&
            (m_revision == 2 || m_revision == 3) && m_keyBits >= 40 && m_keyBits <= 128 &&
            m_keyBits % 8 == 0;
@@ -176,6 +189,10 @@ void PDSecurity::DocumentKey(const uint8_t padded[32], const uint8_t ownerEntry[
     md5.Update(ownerEntry, 32);
     md5.Update(permissionBytes, 4);
     md5.Update(m_documentId.Bytes(), static_cast<size_t>(m_documentId.Length()));
+    if (m_revision >= 4 && !m_encryptMetadata) {
+        const uint8_t clearMetadata[4] = {0xFF, 0xFF, 0xFF, 0xFF};
+        md5.Update(clearMetadata, 4);
+    }
     md5.Final(key);
     if (m_revision >= 3) {
         const auto n = static_cast<size_t>(KeyLength());
@@ -332,11 +349,63 @@ void PDSecurity::CryptBytes(uint8_t* data, int64_t length, int32_t objNum,
 }
 
 std::vector<uint8_t> PDSecurity::Decrypt(const uint8_t* data, int64_t length, int32_t objNum,
-                                         int32_t generation) const {
+                                         int32_t generation, Part part) const {
+    const PDCryptMethod method = part == kString ? m_stringMethod : m_streamMethod;
     std::vector<uint8_t> out(data != nullptr && length > 0 ? data : nullptr,
                              data != nullptr && length > 0 ? data + length : nullptr);
+    if (m_version == 4 && method == PDCryptMethod::kNone)
+        return out;
+    if (m_version == 4 && method == PDCryptMethod::kAes128)
+        return DecryptAes128(out, objNum, generation);
     CryptBytes(out.data(), static_cast<int64_t>(out.size()), objNum, generation);
     return out;
+}
+
+// AES-128 in CBC mode: the object's key is the RC4 one with "sAlT" added to what is hashed; the
+// first 16 bytes are the initialisation vector, the last block is padded with its own length.
+std::vector<uint8_t> PDSecurity::DecryptAes128(const std::vector<uint8_t>& data, int32_t objNum,
+                                               int32_t generation) const {
+    if (data.size() < 2 * AES_BLOCK_SIZE || data.size() % AES_BLOCK_SIZE != 0) {
+        // An empty string or stream may be written without any block.
+        if (!data.empty())
+            PDReport("PDSecurity: AES data of object %ld are not whole blocks\n",
+                     static_cast<long>(objNum));
+        return {};
+    }
+    const int n = KeyLength();
+    uint8_t input[16 + 9];
+    std::memcpy(input, m_fileKey, static_cast<size_t>(n));
+    const auto num = static_cast<uint32_t>(objNum);
+    const auto gen = static_cast<uint32_t>(generation);
+    const uint8_t tail[9] = {static_cast<uint8_t>(num),
+                             static_cast<uint8_t>(num >> 8),
+                             static_cast<uint8_t>(num >> 16),
+                             static_cast<uint8_t>(gen),
+                             static_cast<uint8_t>(gen >> 8),
+                             's',
+                             'A',
+                             'l',
+                             'T'};
+    std::memcpy(input + n, tail, sizeof tail);
+    uint8_t key[16];
+    PDMd5::Digest(input, static_cast<size_t>(n) + sizeof tail, key);
+    aes128_ctx ctx;
+    aes128_set_decrypt_key(&ctx, key);
+    uint8_t iv[AES_BLOCK_SIZE];
+    std::memcpy(iv, data.data(), AES_BLOCK_SIZE);
+    std::vector<uint8_t> plain(data.size() - AES_BLOCK_SIZE);
+    cbc_decrypt(&ctx, reinterpret_cast<nettle_cipher_func*>(aes128_decrypt), AES_BLOCK_SIZE, iv,
+                plain.size(), plain.data(), data.data() + AES_BLOCK_SIZE);
+    const uint8_t pad = plain.back();
+    bool padded = pad >= 1 && pad <= AES_BLOCK_SIZE;
+    for (size_t i = 0; padded && i < pad; ++i)
+        padded = plain[plain.size() - 1 - i] == pad;
+    if (!padded) {
+        PDReport("PDSecurity: AES padding of object %ld is damaged\n", static_cast<long>(objNum));
+        return {};
+    }
+    plain.resize(plain.size() - pad);
+    return plain;
 }
 
 std::vector<uint8_t> PDSecurity::Encrypt(const uint8_t* data, int64_t length, int32_t objNum,

@@ -7,8 +7,12 @@
 #include <string>
 #include <vector>
 
+// How a crypt filter treats strings or streams.
+enum class PDCryptMethod { kNone, kRc4, kAes128, kUnknown };
+
 // What an /Encrypt dictionary says, as bytes and numbers: /O and /U (32 bytes each when usable),
-// /P, /V, /R, /Length (-1 when absent) and whether a crypt filter names AES.
+// /P, /V, /R, /Length (-1 when absent) and whether a crypt filter names AES; for crypt filters
+// (/V 4), the methods of /StmF and /StrF and /EncryptMetadata.
 struct PDEncryptParams {
     std::string owner;
     std::string user;
@@ -17,6 +21,9 @@ struct PDEncryptParams {
     int revision = 2;
     int keyBits = -1;
     bool aesFilter = false;
+    PDCryptMethod streamMethod = PDCryptMethod::kRc4;
+    PDCryptMethod stringMethod = PDCryptMethod::kRc4;
+    bool encryptMetadata = true;
 };
 
 class PDSecurity {
@@ -30,10 +37,12 @@ public:
     // The first element of /ID, as bytes.
     void SetDocumentId(const uint8_t* id, int length);
 
-    // True when this handler can decrypt the dictionary it read: /O and /U of 32 bytes, /V 1 or 2,
-    // /R 2 or 3, a key of 40 to 128 bits in whole bytes, and no AES crypt filter under /CF.
-    // Crypt-filter files (/V 4) are not read, even when their filter is RC4.
+    // True when this handler can decrypt the dictionary it read: /O and /U of 32 bytes, and either
+    // /V 1 or 2, /R 2 or 3, a key of 40 to 128 bits in whole bytes and no AES crypt filter, or
+    // /V 4, /R 4 with crypt filters of RC4, AES-128 or none.
     bool IsSupported() const noexcept;
+    // False when a /V 4 file leaves its metadata streams in the clear.
+    bool EncryptsMetadata() const noexcept { return m_encryptMetadata; }
 
     // Letters P C S A X I E D Q take rights away; H<hex> sets /P outright. I, E, D, Q, a cleared
     // bit 9..12 or a digit 5 anywhere choose 128-bit revision 3.
@@ -56,8 +65,11 @@ public:
     // The bytes of one object's string or stream, decrypted or encrypted with its key. The result
     // may differ in length from the input (ciphers with an initialisation vector and padding);
     // without a valid key the bytes come out scrambled.
+    // Strings and streams may use different crypt filters. AES data whose length or padding is
+    // wrong are damaged: they come out empty, with a report.
+    enum Part { kStream, kString };
     std::vector<uint8_t> Decrypt(const uint8_t* data, int64_t length, int32_t objNum,
-                                 int32_t generation) const;
+                                 int32_t generation, Part part = kStream) const;
     std::vector<uint8_t> Encrypt(const uint8_t* data, int64_t length, int32_t objNum,
                                  int32_t generation) const;
 
@@ -86,6 +98,8 @@ private:
     bool CheckOwner(const PDStr& password);
     bool AuthenticateUser();
     bool Fail() noexcept;
+    std::vector<uint8_t> DecryptAes128(const std::vector<uint8_t>& data, int32_t objNum,
+                                       int32_t generation) const;
 
     Role m_role;
     uint8_t m_fileKey[32] = {};
@@ -106,4 +120,7 @@ private:
     bool m_entriesRead = false;      // input: /O and /U were present and 32 bytes long
     bool m_aesFilter = false;        // input: a crypt filter names an AES method
     bool m_keyLengthGuessed = false; // input: revision 3 without /Length
+    PDCryptMethod m_streamMethod = PDCryptMethod::kRc4;
+    PDCryptMethod m_stringMethod = PDCryptMethod::kRc4;
+    bool m_encryptMetadata = true;
 };

@@ -240,7 +240,7 @@ const char* const kFillOracle =
 // A control file giving each text field of the form a value of its own; false for a file without
 // fields, or one the oracle cannot read.
 bool WriteFillValues(const Copy& c, const std::string& path) {
-    if (c.file.terminalFields == 0 || c.file.IsAes())
+    if (c.file.terminalFields == 0 || c.file.IsUnsupported())
         return false;
     int status = -1;
     Shell(kFillOracle + std::string("values ") + Quote(c.file.path) + " " +

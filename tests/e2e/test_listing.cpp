@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -75,17 +76,30 @@ TEST(ListingEndToEnd, EncryptedTemplatesOpenOnlyWithTheirPassword) {
         {"128", {"-pw", "user", "locked.pdf"}, 0, ""}, {"128", {"locked.pdf"}, 2, wrong},
         {"128", {"-pw", "owner", "-l", "locked.pdf", "out.pdf"}, 0, ""},
         {"40", {"-pw", "guess", "locked.pdf", "out.pdf", "a=b"}, 2, wrong},
-        {"aes", {"-pw", "user", "locked.pdf", "out.pdf"}, 2,
+        {"aes", {"-pw", "user", "locked.pdf"}, 0, ""}, {"aes", {"-pw", "owner", "locked.pdf"}, 0, ""},
+        {"aes", {"-pw", "guess", "locked.pdf"}, 2, wrong},
+        {"aes-clear-metadata", {"-pw", "user", "locked.pdf"}, 0, ""},
+        {"aes-object-streams", {"-pw", "user", "locked.pdf"}, 0, ""},
+        {"rc4-filters", {"-pw", "owner", "locked.pdf"}, 0, ""},
+        {"256", {"-pw", "user", "locked.pdf", "out.pdf"}, 2,
          "File 'locked.pdf' cannot be opened: its encryption is not supported\n"},
     };
     // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.keyBits) + " " + testing::PrintToString(c.args));
-        std::string how = std::string(c.keyBits) == "aes" ? "128 --use-aes=y" : c.keyBits;
-        if (how == "128")
-            how += " --use-aes=n";
-        std::string cmd = "qpdf --allow-weak-crypto --encrypt user owner " + how + " -- '" +
-                          kExampleForm + "' '" + locked + "'";
+        // qpdf's spelling of each kind: crypt filters with RC4 or AES-128, AES-256.
+        const std::map<std::string, std::string> how = {
+            {"40", "--encrypt user owner 40"},
+            {"128", "--encrypt user owner 128 --use-aes=n"},
+            {"aes", "--encrypt user owner 128 --use-aes=y"},
+            {"aes-clear-metadata", "--encrypt user owner 128 --use-aes=y --cleartext-metadata"},
+            {"aes-object-streams",
+             "--object-streams=generate --encrypt user owner 128 --use-aes=y"},
+            {"rc4-filters", "--encrypt user owner 128 --use-aes=n --force-V4"},
+            {"256", "--encrypt user owner 256"},
+        };
+        std::string cmd = "qpdf --allow-weak-crypto " + how.at(c.keyBits) + " -- '" + kExampleForm +
+                          "' '" + locked + "'";
         ASSERT_EQ(std::system(cmd.c_str()), 0);
         ToolResult r = RunTool(ToolPath(), c.args, "", dir.Path());
         EXPECT_EQ(r.status, c.status);

@@ -174,9 +174,12 @@ TEST(PDSecurityTest, EncryptDictionaryVariants) {
         {"/V 1 /Length 40", "/V 2 /Length 44", false, 44, true},
         {"/V 1 /Length 40", "/V 2 /Length 136", false, 136, false},
         {"/V 1 /Length 40", "/V 2 /Length 32", false, 32, true},
-        // The key still derives from /O and /U; only the filter makes the file unreadable.
+        // Crypt filters: RC4 and AES-128 are read; the revision 4 key differs from this file's.
         {"/V 1 /Length 40 /R 2", "/V 4 /Length 40 /R 4 /CF << /StdCF << /CFM /V2 >> >>",
-         false, 40, false},
+         true, 40, false},
+        {"/V 1 /Length 40 /R 2",
+         "/V 4 /R 4 /CF << /StdCF << /CFM /AESV3 >> >> /StmF /StdCF /StrF /StdCF", false, 128,
+         false},
         {"/V 1", "/V 2 /CF << /StdCF << /CFM /AESV2 >> >>", false, 40, true},
         // clang-format on
     };
