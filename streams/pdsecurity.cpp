@@ -404,7 +404,7 @@ std::vector<uint8_t> PDSecurity::DecryptAes128(const std::vector<uint8_t>& data,
         PDReport("PDSecurity: AES padding of object %ld is damaged\n", static_cast<long>(objNum));
         return {};
     }
-    plain.resize(plain.size() - pad);
+    plain.erase(plain.end() - pad, plain.end());
     return plain;
 }
 
