@@ -129,13 +129,8 @@ void PDFormTemplate::AddFormFont(int font) {
     std::string base = formfont::BaseName(font);
     if (base.empty())
         base = "Helvetica"; // the custom slots measure and draw as Helvetica
-    std::unique_ptr<PDValue> dict = PDValue::MakeDictionary();
-    dict->Dict()->Set("/Type", Word("/Font"));
-    dict->Dict()->Set("/Subtype", Word("/Type1"));
-    dict->Dict()->Set("/BaseFont", Word("/" + base));
-    if (base != "Symbol" && base != "ZapfDingbats")
-        dict->Dict()->Set("/Encoding", Word("/WinAnsiEncoding"));
-    fonts->Dict()->Set(name, PDValue::MakeReference(NewObj(std::move(dict))->Number()));
+    fonts->Dict()->Set(
+        name, PDValue::MakeReference(NewObj(formfont::StandardFontDictionary(base))->Number()));
 }
 
 bool PDFormTemplate::AddTextField(const std::string& name, int pageIndex, float x, float y,

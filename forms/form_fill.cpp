@@ -32,10 +32,6 @@ constexpr double kLargestCoordinate = 1e6;
 // How many characters a warning names before it stops listing them.
 constexpr size_t kNamedCharacters = 8;
 
-std::string Num(double v) {
-    return PDFormatReal(static_cast<float>(v));
-}
-
 // Height and depth of the standard fonts in thousandths of the size, by the form font resource
 // name, for centring a line vertically.
 struct Extent {
@@ -78,7 +74,7 @@ std::string ColourOf(const PDValue* array, bool stroke) {
     std::string out;
     int n = 0;
     for (const PDValue* c = array->First(); c != nullptr && n < 5; c = c->Next(), ++n)
-        out += Num(c->GetReal()) + " ";
+        out += PDNumber(c->GetReal()) + " ";
     switch (n) {
     case 1:
         return out + (stroke ? "G" : "g");
@@ -96,7 +92,7 @@ std::unique_ptr<PDValue> Name(const std::string& written) {
 }
 
 std::unique_ptr<PDValue> Real(double v) {
-    return std::make_unique<PDValue>(Num(v).c_str());
+    return std::make_unique<PDValue>(PDNumber(v).c_str());
 }
 
 std::unique_ptr<PDValue> NumberArray(std::initializer_list<double> values) {
@@ -262,12 +258,13 @@ bool PDFieldFiller::BuildTextAppearance(PDValue& field, Widget& widget, const st
         baseline = ap.height * 0.5 - e.height * static_cast<double>(size) * 0.001 * 0.5 +
                    e.depth * static_cast<double>(size) * 0.001;
     }
-    std::string content = ap.kept + "/Tx BMC q 0 0 " + Num(ap.width) + " " + Num(ap.height) +
-                          " re W n 0 g BT " + ap.daBefore + Num(size) + ap.daAfter;
-    content += comb ? " 1 " + Num(baseline + 0.2) : " 2 " + Num(baseline);
+    std::string content = ap.kept + "/Tx BMC q 0 0 " + PDNumber(ap.width) + " " +
+                          PDNumber(ap.height) + " re W n 0 g BT " + ap.daBefore + PDNumber(size) +
+                          ap.daAfter;
+    content += comb ? " 1 " + PDNumber(baseline + 0.2) : " 2 " + PDNumber(baseline);
     content += " Td\n";
     if (layout.lines > 1)
-        content += Num(layout.lineHeight) + " TL\n";
+        content += PDNumber(layout.lineHeight) + " TL\n";
     content += layout.body + " ET Q EMC";
     int32_t stream = WriteAppearance(ap, content, ap.existing);
     if (stream == 0)
@@ -325,10 +322,11 @@ bool PDFieldFiller::PrepareAppearance(PDValue& field, Widget& widget, Appearance
         std::string bg = mk != nullptr ? ColourOf(Resolved(mk->Get("/BG")), false) : "";
         std::string bc = mk != nullptr ? ColourOf(Resolved(mk->Get("/BC")), true) : "";
         if (!bg.empty())
-            ap.kept += "q " + bg + " 0 0 " + Num(ap.width) + " " + Num(ap.height) + " re f Q ";
+            ap.kept +=
+                "q " + bg + " 0 0 " + PDNumber(ap.width) + " " + PDNumber(ap.height) + " re f Q ";
         if (!bc.empty())
-            ap.kept += "q " + bc + " 1 w 0.5 0.5 " + Num(ap.width - 1) + " " + Num(ap.height - 1) +
-                       " re S Q ";
+            ap.kept += "q " + bc + " 1 w 0.5 0.5 " + PDNumber(ap.width - 1) + " " +
+                       PDNumber(ap.height - 1) + " re S Q ";
     }
     return true;
 }
@@ -426,14 +424,7 @@ int32_t PDFieldFiller::FontObject(const std::string& resourceName, const char* b
     auto it = m_standardFonts.find(resourceName);
     if (it != m_standardFonts.end())
         return it->second;
-    std::unique_ptr<PDValue> font = PDValue::MakeDictionary();
-    font->Dict()->Set("/Type", Name("/Font"));
-    font->Dict()->Set("/Subtype", Name("/Type1"));
-    font->Dict()->Set("/BaseFont", Name(std::string("/") + baseFont));
-    std::string base = baseFont;
-    if (base != "Symbol" && base != "ZapfDingbats")
-        font->Dict()->Set("/Encoding", Name("/WinAnsiEncoding"));
-    int32_t n = m_form.NewObj(std::move(font))->Number();
+    int32_t n = m_form.NewObj(formfont::StandardFontDictionary(baseFont))->Number();
     m_standardFonts[resourceName] = n;
     return n;
 }
@@ -667,8 +658,8 @@ void PDFieldFiller::GiveButtonAppearance(PDValue& field, Widget& widget,
     double y = (ap.height - size * 0.7) * 0.5;
     PDStr shown;
     PDEncodeString(reinterpret_cast<const uint8_t*>(mark.data()), 1, shown, kPDLiteral);
-    std::string on = ap.kept + "q 0 g BT /ZaDb " + Num(size) + " Tf " + Num(x) + " " + Num(y) +
-                     " Td " + shown.ToString() + " Tj ET Q";
+    std::string on = ap.kept + "q 0 g BT /ZaDb " + PDNumber(size) + " Tf " + PDNumber(x) + " " +
+                     PDNumber(y) + " Td " + shown.ToString() + " Tj ET Q";
     int32_t onStream = WriteAppearance(ap, on, nullptr);
     ap.fontRef = nullptr;
     int32_t offStream = WriteAppearance(ap, ap.kept, nullptr);
@@ -742,8 +733,8 @@ bool PDFieldFiller::BuildListAppearance(PDValue& field, Widget& widget, const st
     for (int i = first; i < static_cast<int>(options.size()) && i < first + visible; ++i) {
         double top = ap.height - 1 - (i - first) * lineHeight;
         if (i == selected)
-            highlight = "0.6 0.75 0.85 rg 1 " + Num(top - lineHeight) + " " + Num(ap.width - 2) +
-                        " " + Num(lineHeight) + " re f ";
+            highlight = "0.6 0.75 0.85 rg 1 " + PDNumber(top - lineHeight) + " " +
+                        PDNumber(ap.width - 2) + " " + PDNumber(lineHeight) + " re f ";
         std::string codes;
         for (const PDLayoutChar& c : Characters(ap, options[static_cast<size_t>(i)], name, true))
             codes += c.lineEnd ? " " : c.code;
@@ -751,11 +742,11 @@ bool PDFieldFiller::BuildListAppearance(PDValue& field, Widget& widget, const st
         PDEncodeString(reinterpret_cast<const uint8_t*>(codes.data()),
                        static_cast<int>(codes.size()), written, kPDLiteral);
         double baseline = top - lineHeight + (lineHeight - size) * 0.5 + size * 0.22;
-        body += "1 0 0 1 2 " + Num(baseline) + " Tm " + written.ToString() + " Tj\n";
+        body += "1 0 0 1 2 " + PDNumber(baseline) + " Tm " + written.ToString() + " Tj\n";
     }
-    std::string content = ap.kept + "/Tx BMC q 0 0 " + Num(ap.width) + " " + Num(ap.height) +
-                          " re W n " + highlight + "0 g BT " + ap.daBefore + Num(size) +
-                          ap.daAfter + "\n" + body + "ET Q EMC";
+    std::string content = ap.kept + "/Tx BMC q 0 0 " + PDNumber(ap.width) + " " +
+                          PDNumber(ap.height) + " re W n " + highlight + "0 g BT " + ap.daBefore +
+                          PDNumber(size) + ap.daAfter + "\n" + body + "ET Q EMC";
     int32_t stream = WriteAppearance(ap, content, ap.existing);
     if (stream == 0)
         return false;

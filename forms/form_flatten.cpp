@@ -1,6 +1,7 @@
 #include "forms/form_flatten.h"
 
 #include "fonts/pdcontentbalance.h"
+#include "forms/form_text.h"
 #include "pdf/pddecode.h"
 #include "pdf/pdformat.h"
 #include "pdf/pdwriter.h"
@@ -16,10 +17,6 @@ constexpr uint32_t kHidden = 1u << 1;
 constexpr uint32_t kNoView = 1u << 5;
 // Narrower appearances are drawn this wide.
 constexpr float kNarrowest = 8.0f;
-
-std::string Num(double v) {
-    return PDFormatReal(static_cast<float>(v));
-}
 
 bool IsWidget(PDFormTemplate& form, const PDValue* annot) {
     const PDValue* subtype = annot != nullptr ? form.Resolve(annot->Get("/Subtype")) : nullptr;
@@ -101,7 +98,7 @@ std::string PDFlattener::PlacementText(const PDPlacement& p) {
     default:
         break; // deliberate: an odd turn leaves only the two operands of the position
     }
-    return text + Num(p.x) + " " + Num(p.y) + " cm\n";
+    return text + PDNumber(p.x) + " " + PDNumber(p.y) + " cm\n";
 }
 
 // A form XObject is drawn by name ("/frm" and the number the output gives it, so widgets sharing

@@ -1,6 +1,7 @@
 #include "forms/form_fonts.h"
 
 #include <cstring>
+#include <string>
 
 namespace formfont {
 namespace {
@@ -23,6 +24,17 @@ const char* ResourceName(int i) {
 
 const char* BaseName(int i) {
     return i >= 0 && i < kCount ? kBaseNames[i] : nullptr;
+}
+
+std::unique_ptr<PDValue> StandardFontDictionary(std::string_view baseFont) {
+    std::unique_ptr<PDValue> font = PDValue::MakeDictionary();
+    font->Dict()->Set("/Type", std::make_unique<PDValue>("/Font"));
+    font->Dict()->Set("/Subtype", std::make_unique<PDValue>("/Type1"));
+    font->Dict()->Set("/BaseFont",
+                      std::make_unique<PDValue>(("/" + std::string(baseFont)).c_str()));
+    if (baseFont != "Symbol" && baseFont != "ZapfDingbats")
+        font->Dict()->Set("/Encoding", std::make_unique<PDValue>("/WinAnsiEncoding"));
+    return font;
 }
 
 int IndexOf(std::string_view name) {

@@ -1,6 +1,9 @@
 // The form font list: resource names of fields, added fields and appearance streams, by index.
 #pragma once
 
+#include "pdf/pdvalue.h"
+
+#include <memory>
 #include <string_view>
 
 #define PD_FORM_FONTS(X)                                                                           \
@@ -33,6 +36,9 @@ enum Index : int {
 const char* ResourceName(int i);
 // Standard font name of index i ("Helvetica" for 0; empty for the custom slots); null outside.
 const char* BaseName(int i);
+// A Type 1 dictionary of a standard font: text fonts with /WinAnsiEncoding, Symbol and
+// ZapfDingbats with their own encodings.
+std::unique_ptr<PDValue> StandardFontDictionary(std::string_view baseFont);
 // Index of a whole resource name; -1 when it is not in the list.
 int IndexOf(std::string_view name);
 // Index of a resource name (the first five bytes compared, as a default appearance string starts);

@@ -1,5 +1,6 @@
 #include "forms/form_layout.h"
 
+#include "forms/form_text.h"
 #include "pdf/pdformat.h"
 #include "pdf/pdstring.h"
 
@@ -13,10 +14,6 @@ bool IsComb(const PDLayoutBox& box) {
 
 bool IsMultiline(const PDLayoutBox& box) {
     return (box.flags & pdfield::kMultiline) != 0;
-}
-
-std::string Num(double v) {
-    return PDFormatReal(static_cast<float>(v));
 }
 
 std::string Shown(const std::vector<PDLayoutChar>& text, size_t from, size_t to) {
@@ -52,7 +49,7 @@ PDLayout LayOutComb(const std::vector<PDLayoutChar>& text, float size, const PDL
     size_t count = std::min(text.size(), static_cast<size_t>(box.maxLength));
     for (size_t i = 0; i < count; ++i) {
         double x = static_cast<double>(i) * cell + (cell - text[i].width * size * 0.001) * 0.5;
-        out.body += Num(x - previous) + " 0 Td " + Shown(text, i, i + 1) + " Tj\n";
+        out.body += PDNumber(x - previous) + " 0 Td " + Shown(text, i, i + 1) + " Tj\n";
         previous = x;
     }
     return out;
@@ -130,8 +127,8 @@ PDLayout PDLayOutText(const std::vector<PDLayoutChar>& text, float size, const P
         widest = std::max(widest, width);
         double offset = box.width - 4.0 - width;
         offset = box.quadding == 1 ? offset * 0.5 : box.quadding == 2 ? offset : 0.0;
-        out.body += Num(offset - previousOffset) + " " +
-                    (out.lines == 0 ? "0" : Num(-out.lineHeight)) + " Td " +
+        out.body += PDNumber(offset - previousOffset) + " " +
+                    (out.lines == 0 ? "0" : PDNumber(-out.lineHeight)) + " Td " +
                     Shown(*chars, at, stop) + " Tj\n";
         previousOffset = offset;
         ++out.lines;

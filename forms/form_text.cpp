@@ -1,5 +1,6 @@
 #include "forms/form_text.h"
 
+#include "pdf/pdformat.h"
 #include "pdf/pdstring.h"
 #include "pdf/pdtextstring.h"
 #include "streams/pdnumtext.h"
@@ -116,6 +117,10 @@ PDStr PDWrittenTextString(const std::u32string& text) {
     PDEncodeString(reinterpret_cast<const uint8_t*>(bytes.data()), static_cast<int>(bytes.size()),
                    out, kPDHex);
     return out;
+}
+
+std::string PDNumber(double v) {
+    return PDFormatReal(static_cast<float>(v));
 }
 
 std::string PDUtf8(char32_t c) {
