@@ -30,8 +30,9 @@ std::unique_ptr<PDValue> StandardFontDictionary(std::string_view baseFont) {
     std::unique_ptr<PDValue> font = PDValue::MakeDictionary();
     font->Dict()->Set("/Type", std::make_unique<PDValue>("/Font"));
     font->Dict()->Set("/Subtype", std::make_unique<PDValue>("/Type1"));
-    font->Dict()->Set("/BaseFont",
-                      std::make_unique<PDValue>(("/" + std::string(baseFont)).c_str()));
+    std::string name(1, '/');
+    name.append(baseFont.data(), baseFont.size());
+    font->Dict()->Set("/BaseFont", std::make_unique<PDValue>(name.c_str()));
     if (baseFont != "Symbol" && baseFont != "ZapfDingbats")
         font->Dict()->Set("/Encoding", std::make_unique<PDValue>("/WinAnsiEncoding"));
     return font;
