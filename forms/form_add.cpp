@@ -110,6 +110,7 @@ PDValue* PDFormTemplate::ParentFor(const std::string& name, int32_t& parentNumbe
     // A parent written in place cannot be referred to, and a widget cannot take kids.
     if (parentNumber == 0 || parent->Get("/Subtype") != nullptr)
         return nullptr;
+    KeepEdited(parentNumber); // it gains a kid
     PDValue* kids = Resolve(parent->GetSlot(pdkey::Kids));
     if (kids == nullptr) {
         parent->Dict()->SaveAttrVal(pdkey::Kids, PDValue::MakeArray());

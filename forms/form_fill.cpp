@@ -178,7 +178,8 @@ void PDFieldFiller::FillAll() {
         }
         const PDPendingValue* pending = m_form.PendingValue(PDStr(name));
         for (int i : *fields) {
-            if (PDValue* field = m_form.TerminalField(i); field != nullptr && pending != nullptr)
+            if (PDValue* field = m_form.EditTerminalField(i);
+                field != nullptr && pending != nullptr)
                 Fill(*field, name, *pending);
         }
     }

@@ -58,6 +58,22 @@ PDValue* PDFormTemplate::TerminalField(int field) {
     return TerminalDict(m_terminals[static_cast<size_t>(field - 1)]);
 }
 
+PDValue* PDFormTemplate::EditTerminalField(int field) {
+    PDValue* dict = TerminalField(field);
+    if (dict == nullptr)
+        return nullptr;
+    const Terminal& t = m_terminals[static_cast<size_t>(field - 1)];
+    KeepEdited(t.holder);
+    KeepEdited(t.objNum);
+    PDValue* kids = Deref(dict->GetSlot(pdkey::Kids));
+    for (PDValue* k = kids != nullptr && kids->Kind() == kPDArray ? kids->First() : nullptr;
+         k != nullptr; k = k->Next()) {
+        if (k->Kind() == kPDReference)
+            KeepEdited(k->Number());
+    }
+    return dict;
+}
+
 const PDPendingValue* PDFormTemplate::PendingValue(const PDStr& name) const {
     auto it = m_pending.find(name.ToString());
     return it != m_pending.end() ? &it->second : nullptr;
@@ -363,6 +379,8 @@ bool PDFormTemplate::DeleteIn(PDValue& array, std::string_view name, bool utf8, 
         if (kids == nullptr || kids->Kind() != kPDArray ||
             !DeleteIn(*kids, name.substr(part.size() + 1), utf8, depth + 1))
             continue;
+        if (e->Kind() == kPDReference)
+            KeepEdited(e->Number()); // its kids changed
         if (kids->First() == nullptr) {
             MarkDeleted(*e, *field);
             RemoveElement(array, index);

@@ -86,6 +86,9 @@ public:
     // range or unreadable. The dictionary lives in the object cache: use it at once.
     int TerminalCount();
     PDValue* TerminalField(int field);
+    // The same field, to be changed: it and its widgets stay cached until the output has
+    // written them.
+    PDValue* EditTerminalField(int field);
 
     // The document this template is attached to (not owned), and how many documents use it.
     PDFormDocument* Document() const noexcept { return m_document; }

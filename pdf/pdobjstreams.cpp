@@ -34,7 +34,7 @@ const PDObjStream* PDObjStreams::Hold(int32_t n, int64_t inputSize, const Decode
     }
     int64_t bytes = decoded.data.Length();
     m_work += bytes;
-    MakeRoom(std::max<int64_t>(budget - bytes, 0));
+    MakeRoom(std::max<int64_t>(std::min(budget, pdlimits::kObjectStreamKept) - bytes, 0));
     decoded.lastUse = ++m_clock;
     m_bytes += bytes;
     return &(m_streams[n] = std::move(decoded));

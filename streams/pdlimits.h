@@ -41,10 +41,12 @@ inline constexpr int64_t kMaxDecodedStream = int64_t{1} << 28;
 inline constexpr int64_t kMaxDecodedRatio = 1000;
 inline constexpr int64_t kMaxDecodedCeiling = int64_t{1} << 30;
 
-// Decoded object streams are kept for the whole open within this budget: the larger of the floor
-// and the input size times the factor. Beyond it the least recently used are dropped, and once the
-// decoding done for object streams reaches kObjectStreamWorkFactor budgets, further ones count as
-// damaged, so that no file makes the reader inflate the same data over and over.
+// Decoded object streams are kept for the whole open up to kObjectStreamKept bytes; beyond it the
+// least recently used are dropped, so that memory does not grow with the file. Decoding is
+// budgeted too: the larger of the floor and the input size times the factor. Once the decoding
+// done for object streams reaches kObjectStreamWorkFactor budgets, further ones count as damaged,
+// so that no file makes the reader inflate the same data over and over.
+inline constexpr int64_t kObjectStreamKept = int64_t{32} << 20;
 inline constexpr int64_t kObjectStreamBudgetFloor = int64_t{64} << 20;
 inline constexpr int64_t kObjectStreamBudgetFactor = 8;
 inline constexpr int64_t kObjectStreamWorkFactor = 4;

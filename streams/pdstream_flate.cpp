@@ -17,20 +17,12 @@ namespace {
 constexpr const char* kZlibVersion = "1.1.4";
 constexpr int kWindowBits = 15;
 constexpr int kMemLevel = 8;
-constexpr int64_t kSmallInput = 100000;
-constexpr int64_t kSmallOutBuffer = 500000;
+// Inflated data go out through one buffer of this size, appended piece by piece: a buffer sized
+// to the stream would cost memory the run never gives back.
+constexpr int64_t kOutBuffer = 64 * 1024;
 constexpr int64_t kCompressSlack = 1000;
 // zlib counts in 32 bits; longer inputs are fed in pieces of this size.
 constexpr int64_t kMaxFeed = UINT_MAX;
-
-int64_t InflateBufferSize(int64_t length) {
-    if (length <= kSmallInput)
-        return kSmallOutBuffer;
-    // Five times the input, but never more than the decoded data may grow to.
-    if (length > pdlimits::kMaxDecodedStream / 5)
-        return pdlimits::kMaxDecodedStream;
-    return 5 * length;
-}
 
 // Moves the next piece of input into the stream when it has run dry.
 void Feed(z_stream& zs, const uint8_t*& next, const uint8_t* end) {
@@ -72,17 +64,17 @@ public:
                                 static_cast<int>(sizeof(z_stream))) == Z_OK;
         return m_ready ? &m_zs : nullptr;
     }
-    // The small-stream buffer (kSmallOutBuffer bytes); null when memory runs out.
-    uint8_t* SmallBuffer() {
-        if (!m_small)
-            m_small.reset(new (std::nothrow) uint8_t[static_cast<size_t>(kSmallOutBuffer)]);
-        return m_small.get();
+    // The output buffer (kOutBuffer bytes); null when memory runs out.
+    uint8_t* OutBuffer() {
+        if (!m_out)
+            m_out.reset(new (std::nothrow) uint8_t[static_cast<size_t>(kOutBuffer)]);
+        return m_out.get();
     }
 
 private:
     z_stream m_zs{};
     bool m_ready = false;
-    std::unique_ptr<uint8_t[]> m_small;
+    std::unique_ptr<uint8_t[]> m_out;
 };
 
 } // namespace
@@ -94,15 +86,8 @@ int64_t DecodeFlate(const uint8_t* in, int64_t length, PDStr& content) {
     z_stream* zs = decompressor.Take();
     if (zs == nullptr)
         return 0;
-    int64_t size = InflateBufferSize(length);
-    std::unique_ptr<uint8_t[]> large;
-    uint8_t* out = nullptr;
-    if (size == kSmallOutBuffer) {
-        out = decompressor.SmallBuffer();
-    } else {
-        large.reset(new (std::nothrow) uint8_t[static_cast<size_t>(size)]);
-        out = large.get();
-    }
+    const int64_t size = kOutBuffer;
+    uint8_t* out = decompressor.OutBuffer();
     if (out == nullptr)
         PDThrowAlloc();
     const uint8_t* next = in;

@@ -72,11 +72,6 @@ bool PDFieldStore::HasFields() const noexcept {
     return !m_topLevel.empty();
 }
 
-bool PDFieldStore::ReadsFrom(const PDFInput& input, int32_t n) const {
-    auto it = m_readFrom.find(&input);
-    return it != m_readFrom.end() && it->second.count(n) != 0;
-}
-
 std::unique_ptr<PDValue> PDFieldStore::StoredField(int32_t n, PDOutputDoc& output) const {
     auto it = m_byNumber.find(n);
     const PDValue* value = it != m_byNumber.end() ? Current(*it->second) : nullptr;
@@ -115,7 +110,6 @@ void PDFieldStore::AddChild(int32_t n, std::unique_ptr<PDValue> dict) {
 void PDFieldStore::AddByNumber(std::vector<std::unique_ptr<Stored>>& list, int32_t n,
                                PDInputObj& field, PDFInput& input, PDOutputDoc& output) {
     list.push_back(std::make_unique<Stored>(Stored{n, nullptr, &input, field.Number()}));
-    m_readFrom[&input].insert(field.Number());
     m_byNumber[n] = list.back().get();
     NumberReferences(*field.Value(), output, input.MapIndex());
     if (input.IsHeld(field.Number()))
@@ -259,6 +253,9 @@ bool PDFieldStore::Write(PDOutputDoc& output) {
             }
             int map = stored->dict != nullptr ? 0 : stored->input->MapIndex();
             ok = output.WriteObject(stored->number, *value, map) && ok;
+            // Read again for the write, the field need not stay for the rest of the output.
+            if (stored->dict == nullptr)
+                stored->input->ReleaseRead(stored->source);
         }
     }
     return ok;

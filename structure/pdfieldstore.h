@@ -9,7 +9,6 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 class PDFInput;
@@ -34,8 +33,6 @@ public:
     // biased), written after /Fields, /DR, /DA and /CO.
     PDValue& FormEntries();
     bool HasFields() const noexcept;
-    // True when the store reads object n of input when the output ends (it keeps no copy).
-    bool ReadsFrom(const PDFInput& input, int32_t n) const;
 
     // A copy of the field under biased number n (top level or kid) as it would be written now,
     // references biased; null when none.
@@ -60,7 +57,6 @@ private:
     std::vector<std::unique_ptr<Stored>> m_topLevel;
     std::vector<std::unique_ptr<Stored>> m_children;
     std::unordered_map<int32_t, Stored*> m_byNumber;
-    std::unordered_map<const PDFInput*, std::unordered_set<int32_t>> m_readFrom;
     std::unordered_map<std::string, size_t> m_byName; // /T as written -> top-level index
     PDArr<int32_t> m_calcOrder{100};
     std::unique_ptr<PDValue> m_formEntries;

@@ -128,6 +128,14 @@ public:
     // Held objects are written at the end of every transfer, each time under a new number.
     void MarkHeld(int32_t n);
     bool IsHeld(int32_t n) const noexcept;
+    // An object changed in the cache before the output has read it (a filled field, a field that
+    // lost or gained a kid) stays cached until the output ends: reading it again from the file
+    // would undo the change. Everything else may leave the cache once copied.
+    void KeepEdited(int32_t n);
+    bool IsEdited(int32_t n) const noexcept;
+    // The output has read object n for the last time: it leaves the cache unless it is held,
+    // edited, or a page.
+    void ReleaseRead(int32_t n);
     bool NeedsCopy(int32_t n) const;
     void MarkCopied(int32_t n, bool copied);
     // A page transferred before gets a new output number next time.
@@ -187,7 +195,8 @@ private:
     PDOutputDoc* m_output = nullptr;
     uint8_t m_outputId[16] = {}; // tells a new output from one at the same address
     int m_mapIndex = 0;
-    std::vector<uint8_t> m_held;   // per object number; empty until first needed
+    std::vector<uint8_t> m_held; // per object number; empty until first needed
+    std::unordered_set<int32_t> m_edited;
     std::vector<uint8_t> m_copied; // per object number; empty until an output is bound
     PDArr<int32_t> m_transferred{100};
     std::unordered_set<int32_t> m_transferredSet;

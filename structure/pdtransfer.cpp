@@ -221,19 +221,32 @@ void PDFInput::CollectReleased(PDInputObj& obj, std::vector<int32_t>& out) {
 }
 
 // After a page is written, what it brought along leaves the cache, so that a copy holds about one
-// page's objects at a time; what is needed again is read again. Objects that may still change or
-// that are written later stay: held objects, the fields and widgets the output reads when it
-// ends, and pages and page-tree nodes (CollectReleased passes them by).
+// page's objects at a time; what is needed again is read again (the fields and widgets the output
+// writes when it ends among them). Objects whose changes live only in the cache stay: held and
+// edited objects, and pages and page-tree nodes (CollectReleased passes them by).
 void PDFInput::ReleaseWritten(PDInputObj& page) {
     std::vector<int32_t> reached;
     CollectReleased(page, reached);
     reached.push_back(page.Number());
-    for (int32_t n : reached) {
-        if (IsHeld(n) || (m_output != nullptr && m_output->Fields().ReadsFrom(*this, n)))
-            continue;
-        PDInputObj* target = PeekObj(n);
+    for (int32_t n : reached)
+        ReleaseRead(n);
+}
+
+void PDFInput::KeepEdited(int32_t n) {
+    if (n > 0)
+        m_edited.insert(n);
+}
+
+bool PDFInput::IsEdited(int32_t n) const noexcept {
+    return m_edited.count(n) != 0;
+}
+
+void PDFInput::ReleaseRead(int32_t n) {
+    if (IsHeld(n) || IsEdited(n))
+        return;
+    PDInputObj* target = PeekObj(n);
+    if (target != nullptr && target->Kind() != kPDObjPages && target->Kind() != kPDObjPage)
         ReleaseObj(target, false);
-    }
 }
 
 void PDFInput::ReleaseCopied(int32_t n) {
@@ -276,6 +289,7 @@ void PDFInput::Close() {
     m_cache.clear();
     m_cache.shrink_to_fit();
     m_held.clear();
+    m_edited.clear();
     m_copied.clear();
     m_transferred.Clear();
     m_transferredSet.clear();

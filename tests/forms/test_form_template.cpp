@@ -188,8 +188,10 @@ public:
     bool AcceptPage(PDInputObj& page) override {
         for (int32_t n : fields) {
             PDInputObj* field = GetObj(n);
-            if (field != nullptr && page.Number() == 3)
+            if (field != nullptr && page.Number() == 3) {
                 field->Value()->Dict()->Set("/V", std::make_unique<PDValue>("(new)"));
+                KeepEdited(n);
+            }
         }
         return PDFormTemplate::AcceptPage(page);
     }
