@@ -1,10 +1,13 @@
 #include "pdf/pdencrypt.h"
 #include "streams/md5.h"
+#include "streams/pdaes.h"
+#include "streams/pdpasswordhash.h"
 #include "streams/pdsecurity.h"
 #include "streams/rc4.h"
 
 #include "pdf/pdparse.h"
 #include "pdf/pdstring.h"
+#include "tests/support/diag_capture.h"
 #include "tests/support/memory_input.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -294,3 +298,121 @@ TEST(PDRc4Test, PublishedVectorsOneShotAndInPieces) {
 }
 
 } // namespace
+
+// /U and /O of AES-256 files made by an independent tool: the first 32 bytes of /U hash the user
+// password with the 8 bytes after them; /O hashes the owner password with its own salt and all 48
+// bytes of /U. Passwords are cut to 127 bytes.
+TEST(PDPasswordHashTest, ReproducesEntriesOfIndependentFiles) {
+    const std::string user6 = "5ffbbb408261a9c379475f4b99095835a306949196d8cb8d6caf762fddfe584b"
+                              "1765c0ac9d5d2ddd1851e91abeeb5b72";
+    const std::string user5 = "36681cb182ece432c6d32404b870e97a74e6996d55e5c9f21116cb922c349000"
+                              "c44c3df4b5231729683853156e3b27a2";
+    const std::string empty6 = "d896788aa97cdf2add0cf213da5c9fb5ef829057362b23bfa9b82b9116a90e34"
+                               "b3368d41d886d2ba3d4d792053addd3e";
+    const std::string utf6 = "10d29f89c44ba5bfd36478fffab2257f1827e364b8dde7b79acd10ce493ae88d"
+                             "07ebaea5972e1ff6c2aac5856fab1d04";
+    const std::string long6 = "34e00aaaa400f98d0a24fa88767f2f1a2e320bf3e691e34fd826de92411481dd"
+                              "0066825cccc30d422db881e1cc12c8ae";
+    const struct {
+        int revision;
+        std::string password;
+        std::string entry; // /U, or /O when user is given
+        std::string user;
+    } cases[] = {
+        {6, "user", user6, ""},
+        {6, "owner",
+         "a3d8bf7ff0f46883805a11f40c0c69ea5ebe389b9b8c20dcb22929012076527134f1dc8e32693f8ccb785abbd"
+         "22"
+         "48214",
+         user6},
+        {5, "user", user5, ""},
+        {5, "owner",
+         "5bd906dc553435fb2c0bfabadc3b9e461290e5f5201cc6f8f28c0765c1fa2a63db531cc14d723bc1728dac5ad"
+         "10"
+         "3c567",
+         user5},
+        {6, "", empty6, ""},
+        {6, "",
+         "56e45596b03c8792a866d543572e8c47f17c08c6e4c15b4721c2e534f6c8648eb6b5364dff6f5e1d534d3e96d"
+         "66"
+         "cc429",
+         empty6},
+        {6, "p\xc3\xa4sswort", utf6, ""},
+        // Made with an owner password of 127 bytes.
+        {6, std::string(130, 'L'),
+         "920a2772e23b6d3e1e0f77d228b551a4068815b48e929e17732f90ed512d2108d789faede27dee0aceed318d6"
+         "6a"
+         "b22bb",
+         long6},
+    };
+    auto bytes = [](const std::string& hex) {
+        std::string out;
+        for (size_t i = 0; i + 1 < hex.size(); i += 2)
+            out += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        return out;
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.revision) + " '" + c.password + "'");
+        const std::string entry = bytes(c.entry);
+        const std::string extra = bytes(c.user);
+        uint8_t hash[32];
+        PDPasswordHash(c.revision, U8(c.password), c.password.size(), U8(entry) + 32,
+                       extra.empty() ? nullptr : U8(extra), extra.size(), hash);
+        EXPECT_EQ(ToHex(hash, 32), c.entry.substr(0, 64));
+    }
+}
+
+// An AES-256 output, opened as an input with either password; its strings and streams carry a
+// fresh vector each, and data of the wrong length or padding read as empty, with a report.
+TEST(PDSecurityTest, Aes256OutputOpensAndDamagedDataReadEmpty) {
+    auto out = std::make_unique<PDSecurity>(PDSecurity::kOutput);
+    out->SetPermissions("PI");
+    out->ChooseAes256();
+    ASSERT_TRUE(out->SetUserPassword("u"));
+    ASSERT_TRUE(out->SetOwnerPassword("o"));
+    const PDStrongEntries& e = out->StrongEntries();
+    const std::string text = "<< /Filter /Standard /V 5 /R 6 /Length 256 /CF << /StdCF << /CFM "
+                             "/AESV3 >> >> /StmF /StdCF /StrF /StdCF /O <" +
+                             ToHex(e.owner, 48) + "> /U <" + ToHex(e.user, 48) + "> /OE <" +
+                             ToHex(e.ownerKey, 32) + "> /UE <" + ToHex(e.userKey, 32) +
+                             "> /Perms <" + ToHex(e.perms, 16) + "> /P " +
+                             std::to_string(out->Permissions()) + " >>";
+    for (const char* password : {"u", "o", "x"}) {
+        SCOPED_TRACE(password);
+        DiagCapture diag;
+        const auto in = Input(text);
+        ASSERT_TRUE(in->IsSupported());
+        EXPECT_EQ(in->SetPassword(password), *password != 'x');
+        EXPECT_EQ(diag.Text(), ""); // /Perms agrees with /P
+    }
+    const auto in = Input(text);
+    ASSERT_TRUE(in->SetPassword("u"));
+    const std::string hello = "Hello";
+    const std::vector<uint8_t> once = out->Encrypt(U8(hello), 5, 2, 0);
+    EXPECT_NE(once, out->Encrypt(U8(hello), 5, 2, 0));
+    EXPECT_EQ(static_cast<int64_t>(once.size()), out->EncryptedLength(5));
+    std::vector<uint8_t> badPadding(32, 0);
+    PDAes::EncryptBlocks(in->FileKey(), 32, badPadding.data(), U8(std::string(16, 'x')), 16,
+                         badPadding.data() + 16);
+    const std::string damaged = "PDSecurity: AES padding of object 2 is damaged\n";
+    const struct {
+        std::vector<uint8_t> data;
+        std::string plain, report;
+    } cases[] = {
+        {once, hello, ""},
+        {{}, "", ""},
+        {std::vector<uint8_t>(once.begin(), once.end() - 1), "",
+         "PDSecurity: AES data of object 2 are not whole blocks\n"},
+        {std::vector<uint8_t>(once.begin(), once.begin() + 16), "",
+         "PDSecurity: AES data of object 2 are not whole blocks\n"},
+        {badPadding, "", damaged},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.report);
+        DiagCapture diag;
+        const std::vector<uint8_t> plain =
+            in->Decrypt(c.data.data(), static_cast<int64_t>(c.data.size()), 2, 0);
+        EXPECT_EQ(std::string(plain.begin(), plain.end()), c.plain);
+        EXPECT_EQ(diag.Text(), c.report);
+    }
+}
