@@ -371,18 +371,27 @@ std::vector<uint8_t> PDSecurity::DecryptWith(PDCryptMethod method, const uint8_t
                                              int32_t generation) const {
     std::vector<uint8_t> out(data != nullptr && length > 0 ? data : nullptr,
                              data != nullptr && length > 0 ? data + length : nullptr);
-    const bool filters = m_version == 4 || IsStrong();
-    if (!filters || method == PDCryptMethod::kRc4) {
-        if (!IsStrong()) {
-            CryptBytes(out.data(), static_cast<int64_t>(out.size()), objNum, generation);
-            return out;
-        }
-    } else if (method == PDCryptMethod::kNone) {
+    // Before crypt filters (/V 1 and 2) everything is RC4.
+    if (m_version != 4 && !IsStrong())
+        method = PDCryptMethod::kRc4;
+    switch (method) {
+    case PDCryptMethod::kNone:
         return out;
-    } else if (method == PDCryptMethod::kAes128 && !IsStrong()) {
+    case PDCryptMethod::kRc4:
+        if (IsStrong())
+            break;
+        CryptBytes(out.data(), static_cast<int64_t>(out.size()), objNum, generation);
+        return out;
+    case PDCryptMethod::kAes128:
+        if (IsStrong())
+            break;
         return DecryptAes(out, objNum, generation, false);
-    } else if (method == PDCryptMethod::kAes256 && IsStrong()) {
+    case PDCryptMethod::kAes256:
+        if (!IsStrong())
+            break;
         return DecryptAes(out, objNum, generation, true);
+    case PDCryptMethod::kUnknown:
+        break;
     }
     PDReport("PDSecurity: the crypt filter of object %ld does not fit the document's key\n",
              static_cast<long>(objNum));

@@ -5,10 +5,13 @@
 #include "streams/pdsecurity.h"
 #include "streams/rc4.h"
 
+#include "pdf/pddecode.h"
+#include "pdf/pdfile.h"
 #include "pdf/pdparse.h"
 #include "pdf/pdstring.h"
 #include "tests/support/diag_capture.h"
 #include "tests/support/memory_input.h"
+#include "tests/support/pdf_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -362,21 +365,28 @@ TEST(PDPasswordHashTest, ReproducesEntriesOfIndependentFiles) {
     }
 }
 
-// An AES-256 output, opened as an input with either password; its strings and streams carry a
-// fresh vector each, and data of the wrong length or padding read as empty, with a report.
-TEST(PDSecurityTest, Aes256OutputOpensAndDamagedDataReadEmpty) {
+// An AES-256 output handler with user password u and owner password o, and the text of its
+// /Encrypt dictionary.
+std::unique_ptr<PDSecurity> Aes256Output(std::string& text) {
     auto out = std::make_unique<PDSecurity>(PDSecurity::kOutput);
     out->SetPermissions("PI");
     out->ChooseAes256();
-    ASSERT_TRUE(out->SetUserPassword("u"));
-    ASSERT_TRUE(out->SetOwnerPassword("o"));
+    EXPECT_TRUE(out->SetUserPassword("u"));
+    EXPECT_TRUE(out->SetOwnerPassword("o"));
     const PDStrongEntries& e = out->StrongEntries();
-    const std::string text = "<< /Filter /Standard /V 5 /R 6 /Length 256 /CF << /StdCF << /CFM "
-                             "/AESV3 >> >> /StmF /StdCF /StrF /StdCF /O <" +
-                             ToHex(e.owner, 48) + "> /U <" + ToHex(e.user, 48) + "> /OE <" +
-                             ToHex(e.ownerKey, 32) + "> /UE <" + ToHex(e.userKey, 32) +
-                             "> /Perms <" + ToHex(e.perms, 16) + "> /P " +
-                             std::to_string(out->Permissions()) + " >>";
+    text = "<< /Filter /Standard /V 5 /R 6 /Length 256 /CF << /StdCF << /CFM /AESV3 >> >> /StmF "
+           "/StdCF /StrF /StdCF /O <" +
+           ToHex(e.owner, 48) + "> /U <" + ToHex(e.user, 48) + "> /OE <" + ToHex(e.ownerKey, 32) +
+           "> /UE <" + ToHex(e.userKey, 32) + "> /Perms <" + ToHex(e.perms, 16) + "> /P " +
+           std::to_string(out->Permissions()) + " >>";
+    return out;
+}
+
+// An AES-256 output, opened as an input with either password; its strings and streams carry a
+// fresh vector each, and data of the wrong length or padding read as empty, with a report.
+TEST(PDSecurityTest, Aes256OutputOpensAndDamagedDataReadEmpty) {
+    std::string text;
+    const auto out = Aes256Output(text);
     for (const char* password : {"u", "o", "x"}) {
         SCOPED_TRACE(password);
         DiagCapture diag;
@@ -413,6 +423,51 @@ TEST(PDSecurityTest, Aes256OutputOpensAndDamagedDataReadEmpty) {
         const std::vector<uint8_t> plain =
             in->Decrypt(c.data.data(), static_cast<int64_t>(c.data.size()), 2, 0);
         EXPECT_EQ(std::string(plain.begin(), plain.end()), c.plain);
+        EXPECT_EQ(diag.Text(), c.report);
+    }
+}
+
+// A stream whose first filter is /Crypt is decrypted with the filter its /DecodeParms name, and
+// that filter leaves the chain; the other streams use /StmF.
+TEST(PDSecurityTest, StreamsNamingTheirOwnCryptFilter) {
+    std::string text;
+    const auto out = Aes256Output(text);
+    auto crypted = [&](const std::string& plain) {
+        const std::vector<uint8_t> c =
+            out->Encrypt(U8(plain), static_cast<int64_t>(plain.size()), 4, 0);
+        return std::string(c.begin(), c.end());
+    };
+    const std::string packed = testpdf::PdfBuilder::Deflate("packed");
+    const struct {
+        std::string entries, data, decoded, report;
+    } cases[] = {
+        {"", crypted("default"), "default", ""},
+        {"/Filter /Crypt", "identity", "identity", ""},
+        {"/Filter [/Crypt] /DecodeParms [<< /Name /Identity >>]", "identity", "identity", ""},
+        {"/Filter [/Crypt /FlateDecode] /DecodeParms [<< /Name /StdCF >> null]", crypted(packed),
+         "packed", ""},
+        {"/Filter /Crypt /DecodeParms << /Name /Other >>", crypted("x"), "",
+         "PDSecurity: the crypt filter of object 4 does not fit the document's key\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.entries);
+        testpdf::PdfBuilder b;
+        b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+        b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+        b.Add(3, "<< /Type /Page /Parent 2 0 R /Contents 4 0 R >>");
+        b.AddStream(4, c.entries, c.data);
+        b.Add(5, text);
+        b.Trailer("/Root 1 0 R /Encrypt 5 0 R /ID [<00112233445566778899aabbccddeeff> <00>]");
+        const std::string pdf = b.Build();
+        PDFile file;
+        ASSERT_TRUE(testpdf::OpenBytes(file, pdf));
+        ASSERT_TRUE(file.SetPassword("o"));
+        DiagCapture diag;
+        const auto stream = file.LoadValue(4);
+        ASSERT_NE(stream, nullptr);
+        PDStr content;
+        DecodeStream(*stream, content, &file);
+        EXPECT_EQ(content.ToString(), c.decoded);
         EXPECT_EQ(diag.Text(), c.report);
     }
 }
