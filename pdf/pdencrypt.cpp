@@ -133,6 +133,8 @@ PDEncryptParams PDReadEncryptDictionary(const PDValue& encrypt) {
                          ? static_cast<int>(std::clamp<int64_t>(number, 0, 4096))
                          : -1;
     params.aesFilter = UsesAesFilter(encrypt);
+    const PDValue* handler = encrypt.Get("/Filter");
+    params.standardHandler = handler == nullptr || handler->IsName("/Standard");
     if (params.version == 4 || params.version == 5) {
         params.namedFilters = NamedFilters(encrypt);
         params.streamMethod = MethodOf(encrypt, encrypt.Get("/StmF"));

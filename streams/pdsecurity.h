@@ -31,6 +31,7 @@ struct PDEncryptParams {
     PDCryptMethod stringMethod = PDCryptMethod::kRc4;
     bool encryptMetadata = true;
     std::vector<std::pair<std::string, PDCryptMethod>> namedFilters; // every entry of /CF
+    bool standardHandler = true; // /Filter is absent or /Standard
 };
 
 // The entries of an AES-256 (revision 5 and 6) /Encrypt dictionary, as bytes.
@@ -166,6 +167,7 @@ private:
     PDStrongEntries m_strong;
     bool m_strongEntriesRead = false; // input: /O, /U of 48 bytes, /OE, /UE of 32 were present
     bool m_permsRead = false;
+    bool m_standardHandler = true;
     mutable bool m_randomFailed = false;
     std::vector<std::pair<std::string, PDCryptMethod>> m_namedFilters; // input: /CF by name
 };

@@ -59,6 +59,7 @@ void PDSecurity::ReadStrongEntries(const PDEncryptParams& params) {
                           TakeBytes(params.ownerKey, m_strong.ownerKey, kKeyLength) &&
                           TakeBytes(params.userKey, m_strong.userKey, kKeyLength);
     m_permsRead = TakeBytes(params.perms, m_strong.perms, kPermsLength);
+    m_standardHandler = params.standardHandler;
     m_keyBits = 256;
 }
 
@@ -66,8 +67,10 @@ bool PDSecurity::IsStrongSupported() const noexcept {
     auto usable = [](PDCryptMethod m) {
         return m == PDCryptMethod::kNone || m == PDCryptMethod::kAes256;
     };
-    return m_strongEntriesRead && (m_revision == 5 || m_revision == 6) && usable(m_streamMethod) &&
-           usable(m_stringMethod);
+    // Deliberate: unlike the RC4 revisions, another security handler's /V 5 dictionary is
+    // refused by its /Filter rather than by a failing password.
+    return m_strongEntriesRead && m_standardHandler && (m_revision == 5 || m_revision == 6) &&
+           usable(m_streamMethod) && usable(m_stringMethod);
 }
 
 void PDSecurity::ChooseAes256() {
