@@ -1,5 +1,7 @@
 """What the benchmark scripts share: where things are, and which files they time."""
 import os
+import shutil
+import subprocess
 import sys
 
 here = os.path.dirname(os.path.abspath(__file__))
@@ -12,6 +14,18 @@ def arguments(default_runs):
     binary = sys.argv[1] if len(sys.argv) > 1 else os.path.join(root, 'build', 'release', 'quillet')
     runs = int(sys.argv[2]) if len(sys.argv) > 2 else default_runs
     return binary, runs
+
+
+def aes_i485(folder):
+    """An AES-128 copy of the bench I-485 (empty user password) made by qpdf in folder, and the
+    plain I-485 it was made from; None when qpdf or the form is missing."""
+    plain = os.path.join(shared, 'bench', 'i485.pdf')
+    if not shutil.which('qpdf') or not os.path.exists(plain):
+        return None
+    locked = os.path.join(folder, 'i485-aes128.pdf')
+    subprocess.run(['qpdf', '--encrypt', '', 'owner', '128', '--use-aes=y', '--', plain, locked],
+                   check=True)
+    return plain, locked
 
 
 def bench_and_largest(count, column, keep=lambda row: True):

@@ -12,7 +12,7 @@ import shutil
 import sys
 import tempfile
 
-from bench_files import arguments, shared
+from bench_files import aes_i485, arguments, shared
 from copy_files import best, cell
 
 binary, runs = arguments(10)
@@ -42,6 +42,19 @@ def main():
                     os.path.basename(form) + label, os.path.getsize(form),
                     cell(ours and ours[0], '%.2f'), cell(ours and ours[1], '%.1f'),
                     cell(theirs and theirs[0], '%.2f'), ratio, memory))
+        encrypted_fill(bench, out, tmp)
+
+
+def encrypted_fill(bench, out, tmp):
+    """Filling the AES-128 I-485 against the plain one in this run (aim: at most 1.3)."""
+    pair = aes_i485(tmp)
+    values = os.path.join(bench, 'values', 'i485.ctl')
+    if pair is None or not os.path.exists(values):
+        return
+    plain, locked = (best([binary, path, out, '@' + values], out) for path in pair)
+    ratio = '%.2f' % (locked[0] / plain[0]) if plain and locked else '-'
+    print('AES-128 i485 fill: %s ms against %s ms plain, ratio %s (aim: at most 1.3)' % (
+        cell(locked and locked[0], '%.2f'), cell(plain and plain[0], '%.2f'), ratio))
 
 if __name__ == '__main__':
     main()

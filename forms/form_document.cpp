@@ -91,6 +91,10 @@ void PDFormDocument::SetOwnerPassword(const char* password) {
     OutputSecurity().SetOwnerPassword(password);
 }
 
+void PDFormDocument::UseAes256() {
+    OutputSecurity().ChooseAes256();
+}
+
 // Deliberate: an outline whose /Count is negative (closed) or missing still has items to carry.
 bool PDFormDocument::TemplateHasOutline() const {
     return m_template != nullptr && PDOutlineRoot::OpenCount(*m_template) != 0;

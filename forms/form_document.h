@@ -39,6 +39,8 @@ public:
     void SetPermissions(const char* letters);
     void SetUserPassword(const char* password);
     void SetOwnerPassword(const char* password);
+    // AES-256 (revision 6) instead of RC4; called after SetPermissions, before the passwords.
+    void UseAes256();
 
     // False when the template is attached to another document already. A template this document
     // has is detached first.

@@ -49,6 +49,20 @@ bool UsesAesFilter(const PDValue& dict) {
     return false;
 }
 
+// The method one crypt filter dictionary of /CF names.
+PDCryptMethod MethodOfFilter(const PDValue* filter) {
+    const PDValue* method = filter != nullptr ? filter->Get("/CFM") : nullptr;
+    if (method == nullptr || method->IsName("/None"))
+        return PDCryptMethod::kNone;
+    if (method->IsName("/V2"))
+        return PDCryptMethod::kRc4;
+    if (method->IsName("/AESV2"))
+        return PDCryptMethod::kAes128;
+    if (method->IsName("/AESV3"))
+        return PDCryptMethod::kAes256;
+    return PDCryptMethod::kUnknown;
+}
+
 // The method of the crypt filter a name picks (/Identity: none), looked up under /CF.
 PDCryptMethod MethodOf(const PDValue& dict, const PDValue* name) {
     if (name == nullptr)
@@ -58,15 +72,30 @@ PDCryptMethod MethodOf(const PDValue& dict, const PDValue* name) {
     if (name->IsName("/Identity"))
         return PDCryptMethod::kNone;
     const PDValue* filters = dict.Get("/CF");
-    const PDValue* filter = filters != nullptr ? filters->Get(name->Text().Text()) : nullptr;
-    const PDValue* method = filter != nullptr ? filter->Get("/CFM") : nullptr;
-    if (method == nullptr || method->IsName("/None"))
-        return PDCryptMethod::kNone;
-    if (method->IsName("/V2"))
-        return PDCryptMethod::kRc4;
-    if (method->IsName("/AESV2"))
-        return PDCryptMethod::kAes128;
-    return PDCryptMethod::kUnknown;
+    return MethodOfFilter(filters != nullptr ? filters->Get(name->Text().Text()) : nullptr);
+}
+
+// Every crypt filter of /CF by name, for streams that name their own.
+std::vector<std::pair<std::string, PDCryptMethod>> NamedFilters(const PDValue& dict) {
+    std::vector<std::pair<std::string, PDCryptMethod>> named;
+    const PDValue* filters = dict.Get("/CF");
+    const PDDict* table = filters != nullptr ? filters->Dict() : nullptr;
+    PDValue* filter = nullptr;
+    const char* name = nullptr;
+    for (int i = 0; table != nullptr && table->Entry(i, &filter, &name); ++i) {
+        if (name != nullptr)
+            named.emplace_back(name, MethodOfFilter(filter));
+    }
+    return named;
+}
+
+// An array without its first element.
+std::unique_ptr<PDValue> WithoutFirst(const PDValue& array) {
+    auto rest = PDValue::MakeArray();
+    for (const PDValue* e = array.First() != nullptr ? array.First()->Next() : nullptr;
+         e != nullptr; e = e->Next())
+        rest->Append(e->Copy());
+    return rest;
 }
 
 // The string's bytes through crypt, stored back as a literal string.
@@ -88,6 +117,9 @@ PDEncryptParams PDReadEncryptDictionary(const PDValue& encrypt) {
     PDEncryptParams params;
     params.owner = ReadEntry(encrypt, "/O");
     params.user = ReadEntry(encrypt, "/U");
+    params.ownerKey = ReadEntry(encrypt, "/OE");
+    params.userKey = ReadEntry(encrypt, "/UE");
+    params.perms = ReadEntry(encrypt, "/Perms");
     int64_t number = 0;
     // Deliberate: /P wraps to 32 bits, so an unsigned 4294967292 reads as -4.
     params.permissions = ReadNumber(encrypt, "/P", number) ? static_cast<int32_t>(number) : 0;
@@ -101,7 +133,10 @@ PDEncryptParams PDReadEncryptDictionary(const PDValue& encrypt) {
                          ? static_cast<int>(std::clamp<int64_t>(number, 0, 4096))
                          : -1;
     params.aesFilter = UsesAesFilter(encrypt);
-    if (params.version == 4) {
+    const PDValue* handler = encrypt.Get("/Filter");
+    params.standardHandler = handler == nullptr || handler->IsName("/Standard");
+    if (params.version == 4 || params.version == 5) {
+        params.namedFilters = NamedFilters(encrypt);
         params.streamMethod = MethodOf(encrypt, encrypt.Get("/StmF"));
         params.stringMethod = MethodOf(encrypt, encrypt.Get("/StrF"));
         const PDValue* metadata = encrypt.Get("/EncryptMetadata");
@@ -122,4 +157,26 @@ void PDEncryptString(const PDSecurity& security, PDValue& value, int32_t objNum,
     CryptString(value, [&](const uint8_t* data, int length) {
         return security.Encrypt(data, length, objNum, generation);
     });
+}
+
+bool PDTakeCryptFilter(PDValue& stream, std::string& name) {
+    PDValue* filter = stream.Get("/Filter");
+    const bool inArray = filter != nullptr && filter->Kind() == kPDArray;
+    const PDValue* first = inArray ? filter->First() : filter;
+    if (first == nullptr || !first->IsName("/Crypt"))
+        return false;
+    PDValue* parms = stream.Get("/DecodeParms");
+    const PDValue* own = parms != nullptr && parms->Kind() == kPDArray ? parms->First() : parms;
+    const PDValue* named = own != nullptr ? own->Get("/Name") : nullptr;
+    name = named != nullptr && named->IsName() ? named->Text().Text() : "/Identity";
+    PDDict& dict = *stream.Dict();
+    if (inArray && filter->ElementCount() > 1)
+        dict.Set("/Filter", WithoutFirst(*filter));
+    else
+        dict.Remove("/Filter");
+    if (parms != nullptr && parms->Kind() == kPDArray && parms->ElementCount() > 1)
+        dict.Set("/DecodeParms", WithoutFirst(*parms));
+    else if (parms != nullptr)
+        dict.Remove("/DecodeParms");
+    return true;
 }

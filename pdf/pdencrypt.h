@@ -6,6 +6,7 @@
 #include "streams/pdsecurity.h"
 
 #include <cstdint>
+#include <string>
 
 // /O and /U decoded from their written form, /P (wrapped to 32 bits), /V (default 0), /R (default
 // 2), /Length (-1 when absent) and whether a crypt filter of /CF names an AES method.
@@ -17,3 +18,8 @@ void PDDecryptString(const PDSecurity& security, PDValue& value, int32_t objNum,
                      int32_t generation);
 void PDEncryptString(const PDSecurity& security, PDValue& value, int32_t objNum,
                      int32_t generation);
+
+// When a stream's first filter is /Crypt, takes it (and its /DecodeParms entry) out of the
+// dictionary and returns true with the crypt filter's name in name (/Identity when it names
+// none): the reader decrypts the data with that filter, and what is left decodes as usual.
+bool PDTakeCryptFilter(PDValue& stream, std::string& name);

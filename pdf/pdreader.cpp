@@ -388,12 +388,6 @@ void PDReader::DecryptValue(PDValue& value, int32_t n, int32_t generation) const
                 pending.push_back(e);
             break;
         case kPDDictionary: {
-            PDValue* entry = nullptr;
-            const char* key = nullptr;
-            for (int i = 0; v->Dict() != nullptr && v->Dict()->Entry(i, &entry, &key); ++i) {
-                if (entry != nullptr)
-                    pending.push_back(entry);
-            }
             // A file may leave its metadata in the clear.
             const PDValue* streamType = v->Get("/Type");
             if (!m_security->EncryptsMetadata() && streamType != nullptr &&
@@ -403,14 +397,26 @@ void PDReader::DecryptValue(PDValue& value, int32_t n, int32_t generation) const
                 auto& data = v->MutableStreamData();
                 int64_t length =
                     std::min<int64_t>(v->StreamLength(), static_cast<int64_t>(data.size()));
+                // A stream may name its own crypt filter, first in its chain.
+                std::string filterName;
+                const PDCryptMethod method = PDTakeCryptFilter(*v, filterName)
+                                                 ? m_security->MethodNamed(filterName)
+                                                 : m_security->StreamMethod();
                 if (length > 0) {
                     std::vector<uint8_t> plain =
-                        m_security->Decrypt(data.data(), length, n, generation);
+                        m_security->DecryptWith(method, data.data(), length, n, generation);
                     const auto size = static_cast<int64_t>(plain.size());
                     v->AdoptStreamData(std::move(plain), size);
                 }
             }
             skipData = false; // only the object's own stream can be the cross-reference data
+            // After the stream: taking its crypt filter out changes the entries.
+            PDValue* entry = nullptr;
+            const char* key = nullptr;
+            for (int i = 0; v->Dict() != nullptr && v->Dict()->Entry(i, &entry, &key); ++i) {
+                if (entry != nullptr)
+                    pending.push_back(entry);
+            }
             break;
         }
         default:

@@ -70,7 +70,7 @@ int32_t PDStream::WriteObject(PDFile& out, int32_t objNum, int map) {
     if (!packed.IsEmpty())
         out.WriteToken("/Filter /FlateDecode");
     out.WriteToken("/Length");
-    out.WriteInt(data.Length());
+    out.WriteInt64(out.StoredLength(data.Length()));
     out.WriteToken(">>");
     out.NewLine();
     out.WriteToken("stream");

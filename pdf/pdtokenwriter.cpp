@@ -127,15 +127,11 @@ bool PDTokenWriter::WriteRaw(const void* bytes, int64_t length) {
 }
 
 bool PDTokenWriter::WriteStreamData(const uint8_t* bytes, int64_t length) {
-    if (!m_crypt || length <= 0)
+    if (!m_crypt)
         return WriteRaw(bytes, length);
     // The caller's bytes stay as they are: the same content may be written again unencrypted.
-    std::unique_ptr<uint8_t[]> copy(new (std::nothrow) uint8_t[static_cast<size_t>(length)]);
-    if (!copy)
-        PDThrowAlloc();
-    std::memcpy(copy.get(), bytes, static_cast<size_t>(length));
-    m_crypt(copy.get(), length);
-    return WriteRaw(copy.get(), length);
+    std::vector<uint8_t> crypted = m_crypt(bytes, length);
+    return WriteRaw(crypted.data(), static_cast<int64_t>(crypted.size()));
 }
 
 bool PDTokenWriter::WriteInt64(int64_t value) {

@@ -8,11 +8,12 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 class PDTokenWriter {
 public:
-    // Encrypts stream data in place, with the key of the object being written.
-    using RawCrypt = std::function<void(uint8_t* data, int64_t length)>;
+    // Stream data encrypted with the key of the object being written (their length may change).
+    using RawCrypt = std::function<std::vector<uint8_t>(const uint8_t* data, int64_t length)>;
 
     static constexpr int kWrapColumn = 75;
     static constexpr int64_t kMemoryGrowth = 100000;

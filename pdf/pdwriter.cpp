@@ -200,7 +200,8 @@ bool PDWriter::WriteReference(int32_t n, int map) {
 
 bool PDWriter::WriteStringBytes(const uint8_t* bytes, int length, int mode) {
     PDStr text;
-    if (m_out && m_out->keyObject > 0 && length > 0) {
+    // Deliberate: RC4 leaves an empty string empty; AES gives it a vector and a padding block.
+    if (m_out && m_out->keyObject > 0 && (length > 0 || m_out->security->EncryptedLength(0) > 0)) {
         std::vector<uint8_t> crypted = m_out->security->Encrypt(bytes, length, m_out->keyObject, 0);
         PDEncodeString(crypted.data(), static_cast<int>(crypted.size()), text, kPDLiteral);
     } else {
@@ -325,8 +326,9 @@ void PDWriter::SelectObjectKey(int32_t m) {
     }
     m_out->keyObject = m;
     PDSecurity* security = m_out->security.get();
-    m_out->tokens.SetRawCrypt(
-        [security, m](uint8_t* data, int64_t length) { security->CryptBytes(data, length, m, 0); });
+    m_out->tokens.SetRawCrypt([security, m](const uint8_t* data, int64_t length) {
+        return security->Encrypt(data, length, m, 0);
+    });
 }
 
 bool PDWriter::WriteEndObj() {
@@ -343,8 +345,8 @@ bool PDWriter::WriteEndObj() {
 bool PDWriter::WriteStreamDictionary(const PDValue& value, int map) {
     std::unique_ptr<PDValue> copy;
     const PDValue* length = value.GetSlot(pdkey::Length);
-    if (length == nullptr || length->Kind() != kPDInteger ||
-        length->Number() != value.StreamLength()) {
+    const int64_t stored = StoredLength(value.StreamLength());
+    if (length == nullptr || length->Kind() != kPDInteger || length->Number() != stored) {
         copy = PDValue::MakeDictionary();
         PDValue* entry = nullptr;
         const char* key = nullptr;
@@ -352,9 +354,15 @@ bool PDWriter::WriteStreamDictionary(const PDValue& value, int map) {
             if (entry != nullptr)
                 copy->Dict()->Set(key, entry->Copy());
         }
-        copy->Dict()->SaveAttrVal(pdkey::Length, LengthValue(value.StreamLength()));
+        copy->Dict()->SaveAttrVal(pdkey::Length, LengthValue(stored));
     }
     return WriteValue(copy ? copy.get() : &value, map);
+}
+
+int64_t PDWriter::StoredLength(int64_t plain) const noexcept {
+    if (!m_out || m_out->keyObject <= 0)
+        return plain;
+    return m_out->security->EncryptedLength(plain);
 }
 
 std::unique_ptr<PDValue> PDWriter::LengthValue(int64_t length) {
@@ -435,13 +443,36 @@ bool PDWriter::WriteEncryptDictionary() {
     ok = WriteToken("/V") && WriteInt(security.Version()) && NewLine() && ok;
     ok = WriteToken("/R") && WriteInt(security.Revision()) && NewLine() && ok;
     ok = WriteToken("/Length") && WriteInt(security.KeyBits()) && NewLine() && ok;
-    ok = WriteToken("/O") && WriteStringBytes(security.ComputedOwner(), 32, kPDLiteral) &&
-         NewLine() && ok;
-    ok = WriteToken("/U") && WriteStringBytes(security.ComputedUser(), 32, kPDLiteral) &&
-         NewLine() && ok;
+    if (security.Version() == 5) {
+        ok = WriteStrongEncryptEntries() && ok;
+    } else {
+        ok = WriteToken("/O") && WriteStringBytes(security.ComputedOwner(), 32, kPDLiteral) &&
+             NewLine() && ok;
+        ok = WriteToken("/U") && WriteStringBytes(security.ComputedUser(), 32, kPDLiteral) &&
+             NewLine() && ok;
+    }
     ok = WriteToken("/P") && WriteInt(security.Permissions()) && NewLine() && ok;
     ok = WriteToken(">>") && ok;
     return WriteEndObj() && ok;
+}
+
+// AES-256: one crypt filter for strings and streams, the 48-byte /O and /U, the wrapped keys and
+// /Perms. Binary entries go out in hexadecimal, which no reader misreads.
+bool PDWriter::WriteStrongEncryptEntries() {
+    const PDStrongEntries& strong = m_out->security->StrongEntries();
+    bool ok = WriteToken("/CF << /StdCF << /AuthEvent /DocOpen /CFM /AESV3 /Length 32 >> >>") &&
+              NewLine();
+    ok = WriteToken("/StmF /StdCF") && NewLine() && ok;
+    ok = WriteToken("/StrF /StdCF") && NewLine() && ok;
+    const std::pair<const char*, std::pair<const uint8_t*, int>> entries[] = {
+        {"/O", {strong.owner, 48}},     {"/U", {strong.user, 48}},
+        {"/OE", {strong.ownerKey, 32}}, {"/UE", {strong.userKey, 32}},
+        {"/Perms", {strong.perms, 16}},
+    };
+    for (const auto& [key, bytes] : entries)
+        ok = WriteToken(key) && WriteStringBytes(bytes.first, bytes.second, kPDHex) && NewLine() &&
+             ok;
+    return ok;
 }
 
 bool PDWriter::WriteXrefAndTrailer() {
@@ -499,6 +530,8 @@ bool PDWriter::EndWrite() {
     ok = WritePageTreeAndCatalog() && ok;
     ok = WriteEncryptDictionary() && ok;
     ok = WriteXrefAndTrailer() && ok;
+    // Without random bytes the keys are guessable: such a file is not written at all.
+    ok = !(m_out->security && m_out->security->RandomFailed()) && ok;
     ok = !m_out->tokens.Failed() && ok;
     if (m_out->file.IsOpen()) {
         int error = m_out->file.Close();

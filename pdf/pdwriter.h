@@ -57,6 +57,8 @@ public:
     bool WriteRaw(const void* bytes, int64_t length);
     // Data of the stream object being written, encrypted with its key when the output is.
     bool WriteStreamData(const uint8_t* bytes, int64_t length);
+    // The /Length of plain stream data once WriteStreamData has written them.
+    int64_t StoredLength(int64_t plain) const noexcept;
     bool WriteInt(int32_t value);
     bool WriteInt64(int64_t value);
     bool WriteReal(float value);
@@ -118,6 +120,7 @@ private:
     struct WriteState;
     std::unique_ptr<WriteState> m_out;
     bool WriteEncryptDictionary();
+    bool WriteStrongEncryptEntries();
     bool WriteCatalog();
     void StartOutput();
     void MakeIdentifier(const char* name);

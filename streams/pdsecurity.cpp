@@ -1,12 +1,10 @@
 #include "streams/pdsecurity.h"
 
 #include "streams/md5.h"
+#include "streams/pdaes.h"
 #include "streams/pddiag.h"
 #include "streams/pdnumtext.h"
 #include "streams/rc4.h"
-
-#include <nettle/aes.h>
-#include <nettle/cbc.h>
 
 #include <algorithm>
 #include <cstring>
@@ -150,15 +148,23 @@ void PDSecurity::ReadEncryptParams(const PDEncryptParams& params) {
         m_keyLengthGuessed = true;
     }
     m_aesFilter = params.aesFilter;
+    m_namedFilters = params.namedFilters;
+    if (m_version == 5)
+        ReadStrongEntries(params);
     m_levelChosen = true;
     m_encrypting = false;
     m_notReady = true;
 }
 
 bool PDSecurity::IsSupported() const noexcept {
+    if (IsStrong())
+        return IsStrongSupported();
     if (m_version == 4) {
-        return m_entriesRead && m_revision == 4 && m_streamMethod != PDCryptMethod::kUnknown &&
-               m_stringMethod != PDCryptMethod::kUnknown;
+        // AES-256 filters need the 32-byte key of /V 5.
+        auto usable = [](PDCryptMethod m) {
+            return m != PDCryptMethod::kUnknown && m != PDCryptMethod::kAes256;
+        };
+        return m_entriesRead && m_revision == 4 && usable(m_streamMethod) && usable(m_stringMethod);
     }
     return m_entriesRead && !m_aesFilter && (m_version == 1 || m_version == 2) &&
            (m_revision == 2 || m_revision == 3) && m_keyBits >= 40 && m_keyBits <= 128 &&
@@ -298,12 +304,18 @@ bool PDSecurity::SetUserPassword(const char* password) {
     if (m_ownerPassword.IsEmpty()) {
         m_ownerPassword = m_userPassword;
     }
+    if (IsStrong())
+        return m_role == kOutput ? PrepareStrongEntries() : CheckStrongUser(m_userPassword);
     PrepareEntries();
     return AuthenticateUser();
 }
 
 bool PDSecurity::SetOwnerPassword(const char* password) {
     m_ownerPassword = password != nullptr ? password : "";
+    if (IsStrong() && m_role == kOutput)
+        return PrepareStrongEntries();
+    if (IsStrong())
+        return CheckStrongUser(m_userPassword) || CheckStrongOwner(m_ownerPassword);
     PrepareEntries();
     if (AuthenticateUser()) {
         return true;
@@ -350,66 +362,109 @@ void PDSecurity::CryptBytes(uint8_t* data, int64_t length, int32_t objNum,
 
 std::vector<uint8_t> PDSecurity::Decrypt(const uint8_t* data, int64_t length, int32_t objNum,
                                          int32_t generation, Part part) const {
-    const PDCryptMethod method = part == kString ? m_stringMethod : m_streamMethod;
-    std::vector<uint8_t> out(data != nullptr && length > 0 ? data : nullptr,
-                             data != nullptr && length > 0 ? data + length : nullptr);
-    if (m_version == 4 && method == PDCryptMethod::kNone)
-        return out;
-    if (m_version == 4 && method == PDCryptMethod::kAes128)
-        return DecryptAes128(out, objNum, generation);
-    CryptBytes(out.data(), static_cast<int64_t>(out.size()), objNum, generation);
-    return out;
+    return DecryptWith(part == kString ? m_stringMethod : m_streamMethod, data, length, objNum,
+                       generation);
 }
 
-// AES-128 in CBC mode: the object's key is the RC4 one with "sAlT" added to what is hashed; the
-// first 16 bytes are the initialisation vector, the last block is padded with its own length.
-std::vector<uint8_t> PDSecurity::DecryptAes128(const std::vector<uint8_t>& data, int32_t objNum,
-                                               int32_t generation) const {
-    if (data.size() < 2 * AES_BLOCK_SIZE || data.size() % AES_BLOCK_SIZE != 0) {
+std::vector<uint8_t> PDSecurity::DecryptWith(PDCryptMethod method, const uint8_t* data,
+                                             int64_t length, int32_t objNum,
+                                             int32_t generation) const {
+    std::vector<uint8_t> out(data != nullptr && length > 0 ? data : nullptr,
+                             data != nullptr && length > 0 ? data + length : nullptr);
+    // Before crypt filters (/V 1 and 2) everything is RC4.
+    if (m_version != 4 && !IsStrong())
+        method = PDCryptMethod::kRc4;
+    switch (method) {
+    case PDCryptMethod::kNone:
+        return out;
+    case PDCryptMethod::kRc4:
+        if (IsStrong())
+            break;
+        CryptBytes(out.data(), static_cast<int64_t>(out.size()), objNum, generation);
+        return out;
+    case PDCryptMethod::kAes128:
+        if (IsStrong())
+            break;
+        return DecryptAes(out, objNum, generation, false);
+    case PDCryptMethod::kAes256:
+        if (!IsStrong())
+            break;
+        return DecryptAes(out, objNum, generation, true);
+    case PDCryptMethod::kUnknown:
+        break;
+    }
+    PDReport("PDSecurity: the crypt filter of object %ld does not fit the document's key\n",
+             static_cast<long>(objNum));
+    return {};
+}
+
+PDCryptMethod PDSecurity::MethodNamed(const std::string& name) const {
+    if (name == "/Identity")
+        return PDCryptMethod::kNone;
+    for (const auto& [filterName, method] : m_namedFilters) {
+        if (filterName == name)
+            return method;
+    }
+    return PDCryptMethod::kUnknown;
+}
+
+// AES in CBC mode: the first 16 bytes are the initialisation vector, the last block is padded
+// with its own length. AES-128 keys each object with the RC4 key material and "sAlT" added to
+// what is hashed; AES-256 uses the document key itself.
+std::vector<uint8_t> PDSecurity::DecryptAes(const std::vector<uint8_t>& data, int32_t objNum,
+                                            int32_t generation, bool large) const {
+    if (data.size() < 2 * PDAes::kBlock || data.size() % PDAes::kBlock != 0) {
         // An empty string or stream may be written without any block.
         if (!data.empty())
             PDReport("PDSecurity: AES data of object %ld are not whole blocks\n",
                      static_cast<long>(objNum));
         return {};
     }
-    const int n = KeyLength();
-    uint8_t input[16 + 9];
-    std::memcpy(input, m_fileKey, static_cast<size_t>(n));
-    const auto num = static_cast<uint32_t>(objNum);
-    const auto gen = static_cast<uint32_t>(generation);
-    const uint8_t tail[9] = {static_cast<uint8_t>(num),
-                             static_cast<uint8_t>(num >> 8),
-                             static_cast<uint8_t>(num >> 16),
-                             static_cast<uint8_t>(gen),
-                             static_cast<uint8_t>(gen >> 8),
-                             's',
-                             'A',
-                             'l',
-                             'T'};
-    std::memcpy(input + n, tail, sizeof tail);
     uint8_t key[16];
-    PDMd5::Digest(input, static_cast<size_t>(n) + sizeof tail, key);
-    aes128_ctx ctx;
-    aes128_set_decrypt_key(&ctx, key);
-    uint8_t iv[AES_BLOCK_SIZE];
-    std::memcpy(iv, data.data(), AES_BLOCK_SIZE);
-    std::vector<uint8_t> plain(data.size() - AES_BLOCK_SIZE);
-    cbc_decrypt(&ctx, reinterpret_cast<nettle_cipher_func*>(aes128_decrypt), AES_BLOCK_SIZE, iv,
-                plain.size(), plain.data(), data.data() + AES_BLOCK_SIZE);
-    const uint8_t pad = plain.back();
-    bool padded = pad >= 1 && pad <= AES_BLOCK_SIZE;
-    for (size_t i = 0; padded && i < pad; ++i)
-        padded = plain[plain.size() - 1 - i] == pad;
-    if (!padded) {
+    if (!large) {
+        const int n = KeyLength();
+        uint8_t input[16 + 9];
+        std::memcpy(input, m_fileKey, static_cast<size_t>(n));
+        const auto num = static_cast<uint32_t>(objNum);
+        const auto gen = static_cast<uint32_t>(generation);
+        const uint8_t tail[9] = {static_cast<uint8_t>(num),
+                                 static_cast<uint8_t>(num >> 8),
+                                 static_cast<uint8_t>(num >> 16),
+                                 static_cast<uint8_t>(gen),
+                                 static_cast<uint8_t>(gen >> 8),
+                                 's',
+                                 'A',
+                                 'l',
+                                 'T'};
+        std::memcpy(input + n, tail, sizeof tail);
+        PDMd5::Digest(input, static_cast<size_t>(n) + sizeof tail, key);
+    }
+    std::vector<uint8_t> plain;
+    if (!PDAes::DecryptPadded(large ? m_fileKey : key, large ? 32 : 16, data.data(), data.size(),
+                              plain)) {
         PDReport("PDSecurity: AES padding of object %ld is damaged\n", static_cast<long>(objNum));
         return {};
     }
-    plain.erase(plain.end() - pad, plain.end());
     return plain;
 }
 
 std::vector<uint8_t> PDSecurity::Encrypt(const uint8_t* data, int64_t length, int32_t objNum,
                                          int32_t generation) const {
-    // RC4 is its own inverse; a cipher with an initialisation vector and padding differs here.
+    if (IsStrong()) {
+        uint8_t iv[PDAes::kBlock];
+        if (!PDRandomBytes(iv, sizeof iv))
+            m_randomFailed = true;
+        return PDAes::EncryptPadded(m_fileKey, 32, iv, data,
+                                    data != nullptr && length > 0 ? static_cast<size_t>(length)
+                                                                  : 0);
+    }
+    // RC4 is its own inverse.
     return Decrypt(data, length, objNum, generation);
+}
+
+int64_t PDSecurity::EncryptedLength(int64_t plain) const noexcept {
+    if (!IsStrong())
+        return plain;
+    const int64_t blocks = std::max<int64_t>(plain, 0) / PDAes::kBlock + 1;
+    return PDAes::kBlock * (blocks + 1);
 }

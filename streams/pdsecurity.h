@@ -1,21 +1,27 @@
-// PDSecurity: the standard security handler (RC4, revisions 2 and 3), for input and output files.
+// PDSecurity: the standard security handler (RC4 and AES, revisions 2 to 6), for input and output
+// files.
 #pragma once
 
 #include "streams/pdstr.h"
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 // How a crypt filter treats strings or streams.
-enum class PDCryptMethod { kNone, kRc4, kAes128, kUnknown };
+enum class PDCryptMethod { kNone, kRc4, kAes128, kAes256, kUnknown };
 
-// What an /Encrypt dictionary says, as bytes and numbers: /O and /U (32 bytes each when usable),
-// /P, /V, /R, /Length (-1 when absent) and whether a crypt filter names AES; for crypt filters
-// (/V 4), the methods of /StmF and /StrF and /EncryptMetadata.
+// What an /Encrypt dictionary says, as bytes and numbers: /O and /U (32 bytes each when usable,
+// 48 for AES-256), /P, /V, /R, /Length (-1 when absent) and whether a crypt filter names AES; for
+// crypt filters (/V 4 and 5), the methods of /StmF and /StrF and /EncryptMetadata; for AES-256,
+// /OE, /UE and /Perms.
 struct PDEncryptParams {
     std::string owner;
     std::string user;
+    std::string ownerKey;
+    std::string userKey;
+    std::string perms;
     int32_t permissions = 0;
     int version = 0;
     int revision = 2;
@@ -24,6 +30,17 @@ struct PDEncryptParams {
     PDCryptMethod streamMethod = PDCryptMethod::kRc4;
     PDCryptMethod stringMethod = PDCryptMethod::kRc4;
     bool encryptMetadata = true;
+    std::vector<std::pair<std::string, PDCryptMethod>> namedFilters; // every entry of /CF
+    bool standardHandler = true; // /Filter is absent or /Standard
+};
+
+// The entries of an AES-256 (revision 5 and 6) /Encrypt dictionary, as bytes.
+struct PDStrongEntries {
+    uint8_t owner[48] = {};
+    uint8_t user[48] = {};
+    uint8_t ownerKey[32] = {};
+    uint8_t userKey[32] = {};
+    uint8_t perms[16] = {};
 };
 
 class PDSecurity {
@@ -39,7 +56,8 @@ public:
 
     // True when this handler can decrypt the dictionary it read: /O and /U of 32 bytes, and either
     // /V 1 or 2, /R 2 or 3, a key of 40 to 128 bits in whole bytes and no AES crypt filter, or
-    // /V 4, /R 4 with crypt filters of RC4, AES-128 or none.
+    // /V 4, /R 4 with crypt filters of RC4, AES-128 or none, or /V 5, /R 5 or 6 with crypt filters
+    // of AES-256 or none and /OE and /UE of 32 bytes.
     bool IsSupported() const noexcept;
     // False when a /V 4 file leaves its metadata streams in the clear.
     bool EncryptsMetadata() const noexcept { return m_encryptMetadata; }
@@ -84,6 +102,20 @@ public:
     // Below 5, 40 and other values: 40-bit revision 2; 5 to 39 and 128: 128-bit revision 3.
     // Drops the key until a password is set again.
     void ChooseLevel(int k);
+    // Output: AES-256 revision 6 from now on, whatever level the permission letters choose. The
+    // key and the salts come from the system's random source.
+    void ChooseAes256();
+    // Output: true when the random source failed, so the file must not be written.
+    bool RandomFailed() const noexcept { return m_randomFailed; }
+    const PDStrongEntries& StrongEntries() const noexcept { return m_strong; }
+    // The bytes a string or stream of plain bytes takes once encrypted.
+    int64_t EncryptedLength(int64_t plain) const noexcept;
+    // The method named by a stream's own crypt filter replaces the default one for that stream.
+    std::vector<uint8_t> DecryptWith(PDCryptMethod method, const uint8_t* data, int64_t length,
+                                     int32_t objNum, int32_t generation) const;
+    PDCryptMethod StreamMethod() const noexcept { return m_streamMethod; }
+    // Input: the method of a crypt filter named in a stream's /DecodeParms.
+    PDCryptMethod MethodNamed(const std::string& name) const;
 
 private:
     static constexpr int kEntryLength = 32;
@@ -98,8 +130,17 @@ private:
     bool CheckOwner(const PDStr& password);
     bool AuthenticateUser();
     bool Fail() noexcept;
-    std::vector<uint8_t> DecryptAes128(const std::vector<uint8_t>& data, int32_t objNum,
-                                       int32_t generation) const;
+    std::vector<uint8_t> DecryptAes(const std::vector<uint8_t>& data, int32_t objNum,
+                                    int32_t generation, bool large) const;
+    // Revisions 5 and 6 (pdsecurity_aes256.cpp).
+    bool IsStrong() const noexcept { return m_version == 5; }
+    void ReadStrongEntries(const PDEncryptParams& params);
+    bool IsStrongSupported() const noexcept;
+    bool PrepareStrongEntries();
+    bool CheckStrongUser(const PDStr& password);
+    bool CheckStrongOwner(const PDStr& password);
+    bool AcceptStrongKey(const uint8_t key[32]);
+    void CheckStrongPerms() const;
 
     Role m_role;
     uint8_t m_fileKey[32] = {};
@@ -123,4 +164,10 @@ private:
     PDCryptMethod m_streamMethod = PDCryptMethod::kRc4;
     PDCryptMethod m_stringMethod = PDCryptMethod::kRc4;
     bool m_encryptMetadata = true;
+    PDStrongEntries m_strong;
+    bool m_strongEntriesRead = false; // input: /O, /U of 48 bytes, /OE, /UE of 32 were present
+    bool m_permsRead = false;
+    bool m_standardHandler = true;
+    mutable bool m_randomFailed = false;
+    std::vector<std::pair<std::string, PDCryptMethod>> m_namedFilters; // input: /CF by name
 };

@@ -42,6 +42,8 @@ public:
     virtual void SetPermissions(const char* permissions) = 0;
     virtual void SetUserPassword(const char* password) = 0;
     virtual void SetOwnerPassword(const char* password) = 0;
+    // AES-256 instead of RC4 for a protected output; asked for after the permissions.
+    virtual void UseAes256() = 0;
     virtual void SetFontSizeLimits(float largest, float smallest) = 0;
     virtual float LargestFontSize() const = 0;
     virtual float SmallestFontSize() const = 0;

@@ -88,6 +88,10 @@ void PDMarrowSession::SetOwnerPassword(const char* password) {
     m_document->SetOwnerPassword(password);
 }
 
+void PDMarrowSession::UseAes256() {
+    m_document->UseAes256();
+}
+
 void PDMarrowSession::SetFontSizeLimits(float largest, float smallest) {
     m_document->SetFontSizeLimits(largest, smallest);
 }

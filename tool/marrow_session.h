@@ -27,6 +27,7 @@ public:
     void SetPermissions(const char* permissions) override;
     void SetUserPassword(const char* password) override;
     void SetOwnerPassword(const char* password) override;
+    void UseAes256() override;
     void SetFontSizeLimits(float largest, float smallest) override;
     float LargestFontSize() const override { return m_document->LargestFontSize(); }
     float SmallestFontSize() const override { return m_document->SmallestFontSize(); }

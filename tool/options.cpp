@@ -69,6 +69,14 @@ void ScanOne(int argc, const char* const* argv, int& i, PDRunRequest& request) {
         TakeText(argc, argv, i, request.permissions);
     } else if (Is(arg, "-quiet")) {
         request.quiet = true;
+    } else if (Is(arg, "--aes")) {
+        request.aes = true;
+    } else if (Is(arg, "--pw-file")) {
+        TakeText(argc, argv, i, request.inputPasswordFile);
+    } else if (Is(arg, "--user-file")) {
+        TakeText(argc, argv, i, request.userPasswordFile);
+    } else if (Is(arg, "--owner-file")) {
+        TakeText(argc, argv, i, request.ownerPasswordFile);
     }
 }
 

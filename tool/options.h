@@ -17,6 +17,13 @@ struct PDRunRequest {
     std::string inputName;
     std::string outputName;  // empty for a listing with one file name
     int firstAssignment = 0; // index into argv; argc when there are none
+
+    // Long options, before the file names. A password file gives the first line of the file
+    // named ("-" for standard input); empty names were not given.
+    bool aes = false;              // --aes: protected outputs use AES-256 instead of RC4
+    std::string inputPasswordFile; // --pw-file
+    std::string userPasswordFile;  // --user-file
+    std::string ownerPasswordFile; // --owner-file
 };
 
 enum class PDScanResult {

@@ -3,6 +3,7 @@
 #include "tool/assignment.h"
 #include "tool/control_file.h"
 #include "tool/options.h"
+#include "tool/password_file.h"
 #include "tool/usage.h"
 
 #include <cstdint>
@@ -68,6 +69,8 @@ void ApplySecurity(const PDRunRequest& request, FormSession& session) {
         return;
     }
     session.SetPermissions(request.permissions.c_str());
+    if (request.aes)
+        session.UseAes256();
     if (request.userPassword) {
         session.SetUserPassword(request.userPassword->c_str());
     }
@@ -152,6 +155,9 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
         return 1;
     case PDScanResult::kRun:
         break;
+    }
+    if (!ReadPasswordFiles(argc, argv, request, io)) {
+        return 2;
     }
     if (!OpenTemplate(request, session, io)) {
         return 2;

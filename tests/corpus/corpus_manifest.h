@@ -13,8 +13,8 @@ struct CorpusFile {
     int pages = 0;
     int terminalFields = 0;
     bool IsAes() const { return encrypted.rfind("aes", 0) == 0; }
-    // Handlers the library cannot decrypt yet: AES-256.
-    bool IsUnsupported() const { return encrypted.rfind("aes-256", 0) == 0; }
+    // Handlers the library cannot decrypt: public-key security.
+    bool IsUnsupported() const { return encrypted.rfind("public-key", 0) == 0; }
     bool IsRc4() const { return encrypted.rfind("rc4", 0) == 0; }
 };
 

@@ -300,6 +300,9 @@ TEST(OutputEndToEnd, ProtectedOutputs) {
         {{"-owner", "o", "-perm", "p"}, "", "o", 2, -8},
         {{"-user", "u", "-perm", "H0"}, "u", "u", 3, 0},
         {{"-perm", "I"}, "", "", 0, 0},
+        // AES-256 keeps the letters' /P whatever level they would choose for RC4.
+        {{"--aes", "-user", "u", "-owner", "o", "-perm", "PI"}, "u", "o", 6, -264},
+        {{"-owner", "o", "--aes", "-perm", "H0"}, "", "o", 6, 0},
     };
     const std::tuple<const char*, int, int> letters[] = {
         // clang-format off
@@ -338,6 +341,9 @@ TEST(OutputEndToEnd, ProtectedOutputs) {
             EXPECT_NE(shown.find("Supplied password is " + role + " password"), std::string::npos)
                 << shown;
             ExpectQpdfPasses(out, pw);
+            const std::string flag = pw == c.owner ? "-opw " : "-upw ";
+            EXPECT_NE(Shell("pdftotext " + flag + Quote(pw) + " " + out + " -").find("Membership"),
+                      std::string::npos);
             std::string plain = Shell("qpdf --password=" + Quote(pw) +
                                       " --qdf --object-streams=disable --decrypt " + out + " -");
             EXPECT_NE(plain.find("/V (Ada Lovelace)"), std::string::npos);

@@ -1,11 +1,17 @@
 #include "pdf/pdencrypt.h"
 #include "streams/md5.h"
+#include "streams/pdaes.h"
+#include "streams/pdpasswordhash.h"
 #include "streams/pdsecurity.h"
 #include "streams/rc4.h"
 
+#include "pdf/pddecode.h"
+#include "pdf/pdfile.h"
 #include "pdf/pdparse.h"
 #include "pdf/pdstring.h"
+#include "tests/support/diag_capture.h"
 #include "tests/support/memory_input.h"
+#include "tests/support/pdf_builder.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +19,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -294,3 +301,108 @@ TEST(PDRc4Test, PublishedVectorsOneShotAndInPieces) {
 }
 
 } // namespace
+
+// /U and /O of AES-256 files made by an independent tool: the first 32 bytes of /U hash the user
+// password with the 8 bytes after them; /O hashes the owner password with its own salt and all 48
+// bytes of /U. Passwords are cut to 127 bytes.
+TEST(PDPasswordHashTest, ReproducesEntriesOfIndependentFiles) {
+    // clang-format off
+    const std::string user6 = "5ffbbb408261a9c379475f4b99095835a306949196d8cb8d"
+                              "6caf762fddfe584b1765c0ac9d5d2ddd1851e91abeeb5b72";
+    const std::string long6 = "34e00aaaa400f98d0a24fa88767f2f1a2e320bf3e691e34f"
+                              "d826de92411481dd0066825cccc30d422db881e1cc12c8ae";
+    const struct {
+        int revision;
+        std::string password;
+        std::string entry; // /U, or /O when user is given
+        std::string user;
+    } cases[] = {
+        {6, "user", user6, ""},
+        {6, "owner", "a3d8bf7ff0f46883805a11f40c0c69ea5ebe389b9b8c20dc"
+                     "b22929012076527134f1dc8e32693f8ccb785abbd2248214", user6},
+        {6, "p\xc3\xa4sswort", "10d29f89c44ba5bfd36478fffab2257f1827e364b8dde7b7"
+                                 "9acd10ce493ae88d07ebaea5972e1ff6c2aac5856fab1d04", ""},
+        // Made with an owner password of 127 bytes.
+        {6, std::string(130, 'L'), "920a2772e23b6d3e1e0f77d228b551a4068815b48e929e17"
+                                   "732f90ed512d2108d789faede27dee0aceed318d66ab22bb", long6},
+    };
+    // clang-format on
+    auto bytes = [](const std::string& hex) {
+        std::string out;
+        for (size_t i = 0; i + 1 < hex.size(); i += 2)
+            out += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        return out;
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.revision) + " '" + c.password + "'");
+        const std::string entry = bytes(c.entry);
+        const std::string extra = bytes(c.user);
+        uint8_t hash[32];
+        PDPasswordHash(c.revision, U8(c.password), c.password.size(), U8(entry) + 32,
+                       extra.empty() ? nullptr : U8(extra), extra.size(), hash);
+        EXPECT_EQ(ToHex(hash, 32), c.entry.substr(0, 64));
+    }
+}
+
+// An AES-256 output, opened as an input with either password. Its streams carry a fresh vector
+// each; data of the wrong length or padding read as empty, with a report. A stream whose first
+// filter is /Crypt is decrypted with the filter its /DecodeParms name, which leaves the chain.
+TEST(PDSecurityTest, Aes256OutputsOpenAndDamagedDataReadEmpty) {
+    PDSecurity out(PDSecurity::kOutput);
+    out.SetPermissions("PI");
+    out.ChooseAes256();
+    ASSERT_TRUE(out.SetUserPassword("u") && out.SetOwnerPassword("o"));
+    const PDStrongEntries& e = out.StrongEntries();
+    const std::string encrypt =
+        "<< /Filter /Standard /V 5 /R 6 /Length 256 /CF << /StdCF << /CFM /AESV3 >> >> /StmF "
+        "/StdCF /StrF /StdCF /O <" +
+        ToHex(e.owner, 48) + "> /U <" + ToHex(e.user, 48) + "> /OE <" + ToHex(e.ownerKey, 32) +
+        "> /UE <" + ToHex(e.userKey, 32) + "> /Perms <" + ToHex(e.perms, 16) + "> /P " +
+        std::to_string(out.Permissions()) + " >>";
+    auto crypted = [&](const std::string& plain) {
+        const auto c = out.Encrypt(U8(plain), static_cast<int64_t>(plain.size()), 4, 0);
+        EXPECT_EQ(static_cast<int64_t>(c.size()),
+                  out.EncryptedLength(static_cast<int64_t>(plain.size())));
+        return std::string(c.begin(), c.end());
+    };
+    EXPECT_NE(crypted("same"), crypted("same"));
+    const std::string hello = crypted("Hello"), blocks = "PDSecurity: AES data of object 4";
+    std::string badPadding(32, 'x'); // the last plain byte, x, is no padding length
+    PDAes::EncryptBlocks(out.FileKey(), 32, U8(badPadding), U8(badPadding), 16,
+                         reinterpret_cast<uint8_t*>(badPadding.data()) + 16);
+    const struct {
+        std::string entries, data, decoded, report;
+        const char* password = "o";
+    } cases[] = {
+        {"", hello, "Hello", "", "u"},
+        {"", hello.substr(0, 31), "", blocks + " are not whole blocks\n"},
+        {"", hello.substr(0, 16), "", blocks + " are not whole blocks\n"},
+        {"", badPadding, "", "PDSecurity: AES padding of object 4 is damaged\n"},
+        {"/Filter [/Crypt] /DecodeParms [<< /Name /Identity >>]", "plain", "plain", ""},
+        {"/Filter [/Crypt /FlateDecode] /DecodeParms [<< /Name /StdCF >> null]",
+         crypted(testpdf::PdfBuilder::Deflate("packed")), "packed", ""},
+        {"/Filter /Crypt /DecodeParms << /Name /Other >>", hello, "",
+         "PDSecurity: the crypt filter of object 4 does not fit the document's key\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.entries + " " + c.report + c.password);
+        testpdf::PdfBuilder b;
+        b.Add(1, "<< /Type /Catalog /Pages 2 0 R >>");
+        b.Add(2, "<< /Type /Pages /Kids [3 0 R] /Count 1 >>");
+        b.Add(3, "<< /Type /Page /Parent 2 0 R /Contents 4 0 R >>");
+        b.AddStream(4, c.entries, c.data);
+        b.Add(5, encrypt);
+        b.Trailer("/Root 1 0 R /Encrypt 5 0 R /ID [<00112233445566778899aabbccddeeff> <00>]");
+        const std::string pdf = b.Build();
+        PDFile file;
+        ASSERT_TRUE(testpdf::OpenBytes(file, pdf));
+        DiagCapture diag; // also: /Perms agrees with /P
+        EXPECT_TRUE(file.SetPassword(c.password));
+        const auto stream = file.LoadValue(4);
+        PDStr content;
+        if (stream != nullptr)
+            DecodeStream(*stream, content, &file);
+        EXPECT_EQ(content.ToString(), c.decoded);
+        EXPECT_EQ(diag.Text(), c.report);
+    }
+}

@@ -41,6 +41,7 @@ public:
     void SetPermissions(const char* p) override { Log("SetPermissions", p); }
     void SetUserPassword(const char* p) override { Log("SetUserPassword", p); }
     void SetOwnerPassword(const char* p) override { Log("SetOwnerPassword", p); }
+    void UseAes256() override { Log("UseAes256", ""); }
     void SetFontSizeLimits(float largest, float smallest) override {
         Log("SetFontSizeLimits", Num(largest) + "|" + Num(smallest)), Limits(largest, smallest);
     }
