@@ -36,7 +36,9 @@ function(quillet_add_variant suffix flags)
   list(FILTER tool_srcs EXCLUDE REGEX "/main\\.cpp$")
   add_library(quillet_tool${suffix} STATIC ${tool_srcs})
   target_compile_options(quillet_tool${suffix} PRIVATE ${flags})
-  target_link_libraries(quillet_tool${suffix} PUBLIC marrow${suffix} PRIVATE quillet_warnings)
+  target_link_libraries(quillet_tool${suffix} PUBLIC marrow${suffix} ${CSV_LIBRARY}
+                        PRIVATE quillet_warnings)
+  target_include_directories(quillet_tool${suffix} PRIVATE ${NLOHMANN_JSON_INCLUDE} ${CSV_INCLUDE})
 
   add_executable(quillet${suffix} ${PROJECT_SOURCE_DIR}/tool/main.cpp)
   target_compile_options(quillet${suffix} PRIVATE ${flags})

@@ -69,6 +69,14 @@ void ScanOne(int argc, const char* const* argv, int& i, PDRunRequest& request) {
         TakeText(argc, argv, i, request.permissions);
     } else if (Is(arg, "-quiet")) {
         request.quiet = true;
+    } else if (Is(arg, "--json")) {
+        request.json = true;
+    } else if (Is(arg, "--batch")) {
+        TakeOptional(argc, argv, i, request.batchFile);
+    } else if (Is(arg, "--help")) {
+        request.help = true;
+    } else if (Is(arg, "--version")) {
+        request.version = true;
     }
 }
 

@@ -17,6 +17,13 @@ struct PDRunRequest {
     std::string inputName;
     std::string outputName;  // empty for a listing with one file name
     int firstAssignment = 0; // index into argv; argc when there are none
+
+    // Long options (written before the file names; unknown ones are ignored like unknown short
+    // ones, so classic invocations read as they always did).
+    bool json = false;                    // --json: the listing as one JSON document
+    bool help = false;                    // --help
+    bool version = false;                 // --version
+    std::optional<std::string> batchFile; // --batch FILE: one output per CSV record
 };
 
 enum class PDScanResult {
