@@ -50,7 +50,7 @@ bool PDCsvRecords::Open(const std::string& name, FILE* standardInput) {
 }
 
 double PDCsvRecords::Progress() const noexcept {
-    return m_size > 0 ? static_cast<double>(m_read) / static_cast<double>(m_size) : 0.0;
+    return m_size > 0 ? static_cast<double>(m_handedOut) / static_cast<double>(m_size) : 0.0;
 }
 
 void PDCsvRecords::AddField(const char* text, size_t length) {
@@ -58,6 +58,10 @@ void PDCsvRecords::AddField(const char* text, size_t length) {
 }
 
 void PDCsvRecords::EndRecord() {
+    int64_t size = 0;
+    for (const std::string& field : m_current)
+        size += static_cast<int64_t>(field.size()) + 1; // the separator or the line end
+    m_readySizes.push_back(size);
     m_ready.push_back(std::move(m_current));
     m_current.clear();
 }
@@ -67,7 +71,6 @@ bool PDCsvRecords::ReadBlock() {
         return false;
     auto block = std::make_unique<char[]>(kBlockSize);
     size_t n = std::fread(block.get(), 1, kBlockSize, m_file);
-    m_read += static_cast<int64_t>(n);
     if (n > 0 && csv_parse(m_parser, block.get(), n, OnField, OnRecordEnd, this) != n) {
         m_error = csv_strerror(csv_error(m_parser));
         m_atEnd = true;
@@ -88,5 +91,7 @@ bool PDCsvRecords::Next(std::vector<std::string>& record) {
         return false;
     record = std::move(m_ready.front());
     m_ready.pop_front();
+    m_handedOut += m_readySizes.front();
+    m_readySizes.pop_front();
     return true;
 }

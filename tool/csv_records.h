@@ -23,7 +23,8 @@ public:
     bool Next(std::vector<std::string>& record);
     // Empty unless the file is not valid CSV (a quote that is never closed, a stray quote).
     const std::string& Error() const noexcept { return m_error; }
-    // How much of the file has been read, from 0 to 1; 0 when the size is unknown.
+    // How much of the file the records handed out so far cover, from 0 to 1 (counted without
+    // quotes, so a little low); 0 when the size is unknown.
     double Progress() const noexcept;
 
     // Called back by the parser.
@@ -37,9 +38,10 @@ private:
     bool m_ownsFile = false;
     bool m_atEnd = false;
     int64_t m_size = 0;
-    int64_t m_read = 0;
+    int64_t m_handedOut = 0; // bytes of the records handed out, roughly
     csv_parser* m_parser = nullptr;
     std::vector<std::string> m_current;
     std::deque<std::vector<std::string>> m_ready;
+    std::deque<int64_t> m_readySizes;
     std::string m_error;
 };
