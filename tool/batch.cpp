@@ -150,7 +150,11 @@ int RunBatch(const PDRunRequest& request, const std::vector<std::string>& assign
     PDCsvRecords records;
     const std::string& file = *request.batchFile;
     Batch b{request, assignments, session, io, {}, {}};
-    if (!records.Open(file, io.in) || !records.Next(b.header)) {
+    if (!records.Open(file, io.in)) {
+        std::fprintf(io.err, "File '%s' cannot be opened\n", file.c_str());
+        return 1;
+    }
+    if (!records.Next(b.header)) {
         std::fprintf(io.err, "File '%s' has no header row\n", file.c_str());
         return 1;
     }
@@ -172,11 +176,10 @@ int RunBatch(const PDRunRequest& request, const std::vector<std::string>& assign
     session.ReopenTemplate(); // removes an output left unfinished by the last record
     progress.Update(number, 1.0, true);
     if (!records.Error().empty()) {
-        std::fprintf(io.err, "File '%s': %s after record %ld\n", file.c_str(),
+        std::fprintf(io.err, "File '%s': %s after record %ld; the rest is not read\n", file.c_str(),
                      records.Error().c_str(), number);
-        ++failed;
     }
     if (failed > 0)
         std::fprintf(io.err, "%ld of %ld records failed\n", failed, number);
-    return failed > 0 ? 1 : 0;
+    return failed > 0 || !records.Error().empty() ? 1 : 0;
 }
