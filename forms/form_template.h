@@ -1,6 +1,7 @@
 // PDFormTemplate: the template of a run, an input document with access to its form fields.
 #pragma once
 
+#include "forms/form_describe.h"
 #include "streams/pdstr.h"
 #include "structure/pdinput.h"
 
@@ -55,6 +56,8 @@ public:
     PDStr FullNameUtf8(const PDValue* field);
     // The listing: one line per widget, "%*s %s : %s\n" with names and values as UTF-8.
     std::string ListFields();
+    // Every field the listing shows, in its order, with its widgets.
+    std::vector<PDFieldDescription> DescribeFields();
 
     // Deletes the field of this fully-qualified name (matched byte for byte, else as UTF-8 part by
     // part): it leaves /Fields or its parent's /Kids and is marked /Deleted, and a parent whose
@@ -124,6 +127,10 @@ private:
     PDValue* FindNode(std::string_view name, int32_t& number);
     PDValue* ParentFor(const std::string& name, int32_t& parentNumber);
     void AddFormFont(int font);
+    void DescribeField(PDValue* dict, PDFieldDescription& d);
+    void DescribeWidget(PDValue* field, PDValue* widget, int32_t objNum, PDFieldDescription& d);
+    void AddStates(PDValue* appearances, PDWidgetDescription& w, PDFieldDescription& d);
+    bool NameIsText(const PDValue* field);
     template <class Convert> PDStr JoinName(const PDValue* field, Convert convert);
 
     std::unordered_map<std::string, PDPendingValue> m_pending;

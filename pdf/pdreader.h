@@ -57,6 +57,8 @@ public:
     // Drops everything read; the object is ready for another open.
     void CloseRead();
     bool IsOpenForReading() const noexcept { return m_inOpen; }
+    // The bytes of the open file, as read.
+    const std::vector<uint8_t>& Image() const noexcept { return m_image; }
 
     // The three bytes behind "%PDF-", e.g. "1.4"; empty before a successful header search.
     const char* Version() const noexcept { return m_version; }

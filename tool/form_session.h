@@ -3,6 +3,8 @@
 // without the command line knowing how they are done.
 #pragma once
 
+#include "forms/form_describe.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -26,6 +28,12 @@ public:
     virtual PasswordResult SetTemplatePassword(const char* password) = 0;
     // Writes the field listing of the template to out.
     virtual void ListFields(FILE* out) = 0;
+    // The fields of the listing, in its order, as plain data.
+    virtual std::vector<PDFieldDescription> DescribeFields() = 0;
+    // Starts over on the same template for another output: the bytes read when it was opened (and
+    // its password) are kept, its objects and the output document are made anew, and an output
+    // that was not closed is removed. False when the template cannot be read again.
+    virtual bool ReopenTemplate() = 0;
     // Drops /Rights from the template catalog's /ViewerPreferences, if present.
     virtual void RemoveUsageRights() = 0;
     // True when the template has an outline whose /Count is greater than 0.

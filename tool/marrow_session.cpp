@@ -18,6 +18,7 @@ bool PDMarrowSession::TemplateIsEncrypted() {
 }
 
 FormSession::PasswordResult PDMarrowSession::SetTemplatePassword(const char* password) {
+    m_templatePassword = password != nullptr ? password : "";
     if (!m_template || m_template->SetPassword(password))
         return PasswordResult::kOpened;
     return m_template->PasswordStatus() == PDPasswordStatus::kUnsupported
@@ -30,6 +31,25 @@ void PDMarrowSession::ListFields(FILE* out) {
         return;
     std::string listing = m_template->ListFields();
     std::fwrite(listing.data(), 1, listing.size(), out);
+}
+
+std::vector<PDFieldDescription> PDMarrowSession::DescribeFields() {
+    return m_template ? m_template->DescribeFields() : std::vector<PDFieldDescription>{};
+}
+
+bool PDMarrowSession::ReopenTemplate() {
+    if (!m_template)
+        return false;
+    if (m_templateImage.empty())
+        m_templateImage = m_template->Image();
+    m_document = std::make_unique<PDFormDocument>(); // detaches the old template
+    m_target.Discard();
+    m_toFile = false;
+    m_template = std::make_unique<PDFormTemplate>();
+    const auto length = static_cast<int64_t>(m_templateImage.size());
+    if (!m_template->OpenMemory(m_templateImage.data(), length))
+        return false;
+    return !m_template->IsEncrypted() || m_template->SetPassword(m_templatePassword.c_str());
 }
 
 void PDMarrowSession::RemoveUsageRights() {

@@ -17,6 +17,8 @@ public:
     bool TemplateIsEncrypted() override;
     PasswordResult SetTemplatePassword(const char* password) override;
     void ListFields(FILE* out) override;
+    std::vector<PDFieldDescription> DescribeFields() override;
+    bool ReopenTemplate() override;
     void RemoveUsageRights() override;
     int TemplatePageCount() override;
     int OutputPageCount() override;
@@ -52,4 +54,7 @@ private:
     // A failed or interrupted run never leaves half a file or spoils an old one.
     PDOutputTarget m_target;
     bool m_toFile = false;
+    // What ReopenTemplate starts from, kept once it is first asked for.
+    std::vector<uint8_t> m_templateImage;
+    std::string m_templatePassword;
 };

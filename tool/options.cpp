@@ -77,6 +77,14 @@ void ScanOne(int argc, const char* const* argv, int& i, PDRunRequest& request) {
         TakeText(argc, argv, i, request.userPasswordFile);
     } else if (Is(arg, "--owner-file")) {
         TakeText(argc, argv, i, request.ownerPasswordFile);
+    } else if (Is(arg, "--json")) {
+        request.json = true;
+    } else if (Is(arg, "--batch")) {
+        TakeOptional(argc, argv, i, request.batchFile);
+    } else if (Is(arg, "--help")) {
+        request.help = true;
+    } else if (Is(arg, "--version")) {
+        request.version = true;
     }
 }
 

@@ -24,6 +24,12 @@ struct PDRunRequest {
     std::string inputPasswordFile; // --pw-file
     std::string userPasswordFile;  // --user-file
     std::string ownerPasswordFile; // --owner-file
+    // Long options (written before the file names; unknown ones are ignored like unknown short
+    // ones, so classic invocations read as they always did).
+    bool json = false;                    // --json: the listing as one JSON document
+    bool help = false;                    // --help
+    bool version = false;                 // --version
+    std::optional<std::string> batchFile; // --batch FILE: one output per CSV record
 };
 
 enum class PDScanResult {

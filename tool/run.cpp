@@ -1,9 +1,10 @@
 #include "tool/run.h"
 
-#include "tool/assignment.h"
-#include "tool/control_file.h"
+#include "tool/batch.h"
+#include "tool/json_listing.h"
 #include "tool/options.h"
 #include "tool/password_file.h"
+#include "tool/run_steps.h"
 #include "tool/usage.h"
 
 #include <cstdint>
@@ -51,66 +52,6 @@ bool WritesToStdout(const PDRunRequest& request) {
     return request.outputName == "-";
 }
 
-bool CreateOutput(const PDRunRequest& request, FormSession& session, RunStreams& io) {
-    if (WritesToStdout(request)) {
-        session.CreateOutputInMemory();
-        return true;
-    }
-    if (!session.CreateOutputFile(request.outputName.c_str())) {
-        std::fprintf(io.err, "File '%s' cannot be created\n", request.outputName.c_str());
-        return false;
-    }
-    return true;
-}
-
-void ApplySecurity(const PDRunRequest& request, FormSession& session) {
-    // Deliberate: -perm alone encrypts nothing; only a password turns protection on.
-    if (!request.userPassword && !request.ownerPassword) {
-        return;
-    }
-    session.SetPermissions(request.permissions.c_str());
-    if (request.aes)
-        session.UseAes256();
-    if (request.userPassword) {
-        session.SetUserPassword(request.userPassword->c_str());
-    }
-    if (request.ownerPassword) {
-        session.SetOwnerPassword(request.ownerPassword->c_str());
-    }
-}
-
-// Runs after the output is created, because creating it resets the limits.
-void ApplyFontSizes(const PDRunRequest& request, FormSession& session) {
-    PDFontSizeLimits limits{session.LargestFontSize(), session.SmallestFontSize()};
-    if (ApplyFontSizeOption(request.fontSizeLow, request.fontSizeHigh, limits)) {
-        session.SetFontSizeLimits(limits.largest, limits.smallest);
-    }
-}
-
-// Control files are read here, once and before the output exists: standard input cannot be read
-// twice, and every assignment must be known before anything is created.
-std::vector<std::string> GatherAssignments(int argc, char** argv, const PDRunRequest& request,
-                                           RunStreams& io) {
-    std::vector<std::string> assignments;
-    for (int i = request.firstAssignment; i < argc && argv[i] != nullptr; ++i) {
-        if (argv[i][0] == '@')
-            ReadControlFile(argv[i], assignments, io);
-        else
-            assignments.emplace_back(argv[i]);
-    }
-    return assignments;
-}
-
-void CarryOutAssignments(const std::vector<std::string>& assignments, const PDRunRequest& request,
-                         FormSession& session, RunStreams& io) {
-    // Standard output carries only the PDF when the PDF goes there.
-    RunStreams reports = io;
-    if (WritesToStdout(request))
-        reports.out = io.err;
-    for (const std::string& text : assignments)
-        CarryOutAssignment(text, session, request.quiet, reports);
-}
-
 // False when the output could not be written (nothing is left behind then).
 bool TransferDocument(FormSession& session, bool quiet, RunStreams& io) {
     session.RemoveUsageRights();
@@ -125,12 +66,7 @@ bool TransferDocument(FormSession& session, bool quiet, RunStreams& io) {
     if (written < found) {
         std::fprintf(io.err, "%d of %d pages could not be copied\n", found - written, found);
     }
-    if (session.TemplateHasOutline()) {
-        session.CopyOutlines();
-    }
-    session.CopyNamedDestinations();
-    session.WriteCatalog();
-    return session.CloseOutput();
+    return FinishOutput(session);
 }
 
 // False when standard output did not take every byte (a full disk, a closed pipe).
@@ -146,7 +82,12 @@ bool WriteMemoryImage(FormSession& session, RunStreams& io) {
 
 int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
     PDRunRequest request;
-    switch (ScanOptions(argc, argv, request)) {
+    const PDScanResult scan = ScanOptions(argc, argv, request);
+    if (request.help || request.version) {
+        request.help ? WriteHelp(io.out) : WriteVersion(io.out);
+        return 0;
+    }
+    switch (scan) {
     case PDScanResult::kUsage:
         WriteUsage(io.out);
         return 0;
@@ -156,11 +97,19 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
     case PDScanResult::kRun:
         break;
     }
+    if (request.batchFile && (request.list || request.outputName == "-")) {
+        std::fputs("--batch needs an output file name pattern after the template\n", io.err);
+        return 1;
+    }
     if (!ReadPasswordFiles(argc, argv, request, io)) {
         return 2;
     }
     if (!OpenTemplate(request, session, io)) {
         return 2;
+    }
+    if (request.list && request.json) {
+        std::fputs(JsonListing(session.DescribeFields()).c_str(), io.out);
+        return 0;
     }
     if (request.list) {
         // The template is left as it is: taking its objects apart one by one would cost more
@@ -169,11 +118,12 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
         return 0;
     }
     std::vector<std::string> assignments = GatherAssignments(argc, argv, request, io);
-    if (!CreateOutput(request, session, io)) {
+    if (request.batchFile)
+        return RunBatch(request, assignments, session, io);
+    if (!CreateOutput(request.outputName, session, io)) {
         return 1;
     }
-    ApplySecurity(request, session);
-    ApplyFontSizes(request, session);
+    ApplyOutputSettings(request, session);
     session.AttachTemplate();
     CarryOutAssignments(assignments, request, session, io);
     session.SetFlatten(request.flatten ? 0 : -1);

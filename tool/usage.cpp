@@ -1,5 +1,7 @@
 #include "tool/usage.h"
 
+#include "forms/form_document.h"
+
 namespace {
 
 // Deliberate: the text is printed in these pieces exactly, uneven indentation included: "Options:"
@@ -32,4 +34,29 @@ void WriteUsage(FILE* out, const char* buildDate) {
 
 void WriteUsage(FILE* out) {
     WriteUsage(out, __DATE__);
+}
+
+namespace {
+
+constexpr const char* kLongOptions =
+    "\n\nLong options (before the file names):\n"
+    "  --json               with a listing: the fields as one JSON document\n"
+    "  --batch records.csv  fill one output per CSV record; the output name is a pattern\n"
+    "                       in which {COLUMN} is that column's value and {#} the record number\n"
+    "  --help               this text\n"
+    "  --version            the version line\n"
+    "\nExamples:\n"
+    "  quillet --json form.pdf > fields.json\n"
+    "  quillet -flatten --batch people.csv form.pdf 'out/{name}.pdf'\n";
+
+} // namespace
+
+void WriteHelp(FILE* out) {
+    WriteUsage(out);
+    std::fputs(kLongOptions, out);
+    std::fprintf(out, "\nProject: %s\n", PDFormDocument::kMakerAddress);
+}
+
+void WriteVersion(FILE* out) {
+    std::fprintf(out, "quillet %s (%s)\n", kQuilletVersion, __DATE__);
 }

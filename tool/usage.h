@@ -1,4 +1,5 @@
-// The usage text printed when the tool is started without arguments.
+// The usage text printed when the tool is started without arguments, and the texts of --help and
+// --version.
 #pragma once
 
 #include <cstdio>
@@ -9,3 +10,7 @@ inline constexpr const char* kQuilletVersion = "3.10p";
 void WriteUsage(FILE* out, const char* buildDate);
 // The same with the date this file was compiled on.
 void WriteUsage(FILE* out);
+// The usage text, then the long options and the project's address.
+void WriteHelp(FILE* out);
+// One line: the tool's name, version and build date.
+void WriteVersion(FILE* out);

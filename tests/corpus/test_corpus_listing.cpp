@@ -86,3 +86,26 @@ TEST(CorpusListing, LockedFilesDoNotOpenWithoutTheirKey) {
         EXPECT_EQ(doc.IsEncryptionSupported(), !f.IsUnsupported());
     }
 }
+
+TEST(CorpusListing, JsonListingAgreesWithPypdf) {
+    REQUIRE_CORPUS();
+    REQUIRE_TOOL();
+    if (!Have("/usr/bin/python3 -c 'import pypdf'"))
+        GTEST_SKIP() << "pypdf is not installed";
+    int compared = 0;
+    for (const CorpusFile& f : LoadCorpusManifest()) {
+        if (f.IsUnsupported() || f.terminalFields == 0)
+            continue;
+        SCOPED_TRACE(f.name);
+        int status = -1;
+        std::string out =
+            Shell("/usr/bin/python3 " QUILLET_SOURCE_DIR "/tests/corpus/pypdf_json.py " +
+                      Quote(ToolPath()) + " " + Quote(f.path) + " " + Quote(f.userPassword),
+                  &status);
+        if (status == 3)
+            continue; // the oracle itself cannot read this file
+        EXPECT_EQ(status, 0) << out;
+        ++compared;
+    }
+    EXPECT_GT(compared, 15);
+}

@@ -29,6 +29,8 @@ public:
         Log("ListFields");
         std::fputs("LISTING\n", out);
     }
+    std::vector<PDFieldDescription> DescribeFields() override { return {}; }
+    bool ReopenTemplate() override { return Log("ReopenTemplate"), true; }
     void RemoveUsageRights() override { Log("RemoveUsageRights"); }
     bool TemplateHasOutline() override { return Log("TemplateHasOutline"), hasOutline; }
     int TemplatePageCount() override { return 1; }

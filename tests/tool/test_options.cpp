@@ -29,6 +29,8 @@ std::string Scanned(std::vector<const char*> args) {
         {!r.permissions.empty(), " perm=" + r.permissions},
         {r.fontSizeLow != 0.0f || r.fontSizeHigh != 0.0f,
          " fs=" + FakeFormSession::Num(r.fontSizeLow) + "," + FakeFormSession::Num(r.fontSizeHigh)},
+        {r.json, " json"},
+        {r.batchFile.has_value(), " batch=" + r.batchFile.value_or("")},
     };
     for (const auto& [given, text] : parts)
         s += given ? text : "";
@@ -66,6 +68,9 @@ TEST(ToolOptions, Scan) {
         {{"-fs", "9", "-3", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6 fs=9,-3"},
         {{"-fs", "1e2x", "nan", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6 fs=100,0"},
         {{"-fs", "0x10", "1e99", "in.pdf", "out.pdf"}, "run in.pdf|out.pdf 6"},
+        {{"--json", "--batch", "r.csv", "in.pdf", "o{#}"}, "run in.pdf|o{#} 6 json batch=r.csv"},
+        {{"--batch"}, "insufficient | 0"},
+        {{"--Json", "--batch=x", "in.pdf"}, "run in.pdf| 4 list"},
     };
     // clang-format on
     for (const auto& [args, scanned] : cases) {
