@@ -69,6 +69,9 @@ void ScanOne(int argc, const char* const* argv, int& i, PDRunRequest& request) {
         TakeText(argc, argv, i, request.permissions);
     } else if (Is(arg, "-quiet")) {
         request.quiet = true;
+    } else if (Is(arg, "--font")) {
+        if (const char* file = NextArgument(argc, argv, i); file != nullptr)
+            request.fontFiles.emplace_back(file);
     }
 }
 

@@ -84,6 +84,11 @@ void ApplyFontSizes(const PDRunRequest& request, FormSession& session) {
     }
 }
 
+void ApplyFontFiles(const PDRunRequest& request, FormSession& session) {
+    for (const std::string& file : request.fontFiles)
+        session.AddFontFile(file.c_str());
+}
+
 // Control files are read here, once and before the output exists: standard input cannot be read
 // twice, and every assignment must be known before anything is created.
 std::vector<std::string> GatherAssignments(int argc, char** argv, const PDRunRequest& request,
@@ -168,6 +173,7 @@ int RunQuillet(int argc, char** argv, FormSession& session, RunStreams& io) {
     }
     ApplySecurity(request, session);
     ApplyFontSizes(request, session);
+    ApplyFontFiles(request, session);
     session.AttachTemplate();
     CarryOutAssignments(assignments, request, session, io);
     session.SetFlatten(request.flatten ? 0 : -1);

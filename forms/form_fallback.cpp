@@ -1,0 +1,156 @@
+#include "forms/form_fallback.h"
+
+#include "forms/form_fonts.h"
+#include "shaping/pdshaper.h"
+
+#include <algorithm>
+
+PDFontStyle PDStyleOfFont(const std::string& resourceName, const char* baseFont) {
+    int index = formfont::IndexOf(resourceName);
+    std::string base = index >= 0 && index < formfont::Ctm1 ? formfont::BaseName(index)
+                       : baseFont != nullptr                ? baseFont
+                                                            : "";
+    auto has = [&base](const char* word) { return base.find(word) != std::string::npos; };
+    PDFontStyle style;
+    if (has("Courier") || has("Mono"))
+        style.family = PDFontStyle::kMono;
+    else if (has("Times") || (has("Serif") && !has("Sans")) || has("Roman"))
+        style.family = PDFontStyle::kSerif;
+    style.bold = has("Bold") || has("Black") || has("Heavy");
+    style.italic = has("Italic") || has("Oblique");
+    return style;
+}
+
+struct PDFallbackFonts::Used {
+    PDSystemFont* font = nullptr;
+    std::unique_ptr<PDFontSubset> subset;
+    int32_t object = 0;
+    std::string resourceName;
+};
+
+PDFallbackFonts::PDFallbackFonts(PDFormTemplate& form, std::vector<std::string> userFonts)
+    : m_form(form), m_userFonts(std::move(userFonts)) {}
+
+PDFallbackFonts::~PDFallbackFonts() = default;
+
+PDValue* PDFallbackFonts::FormFonts() {
+    PDValue* catalog = m_form.Catalog();
+    PDValue* form = catalog != nullptr ? m_form.ResolveKey(catalog, "/AcroForm") : nullptr;
+    if (form == nullptr || form->Kind() != kPDDictionary)
+        return nullptr;
+    PDValue* dr = m_form.ResolveKey(form, "/DR");
+    if (dr == nullptr || dr->Kind() != kPDDictionary) {
+        form->Dict()->Set("/DR", PDValue::MakeDictionary());
+        dr = form->Get("/DR");
+    }
+    PDValue* fonts = m_form.ResolveKey(dr, "/Font");
+    if (fonts == nullptr || fonts->Kind() != kPDDictionary) {
+        dr->Dict()->Set("/Font", PDValue::MakeDictionary());
+        fonts = dr->Get("/Font");
+    }
+    return fonts;
+}
+
+// A name no font of the form's resources has yet.
+std::string PDFallbackFonts::FreeResourceName() {
+    PDValue* fonts = FormFonts();
+    for (;; ++m_nextName) {
+        std::string name = "/Fb" + std::to_string(m_nextName);
+        if (fonts == nullptr || fonts->Get(name.c_str()) == nullptr) {
+            ++m_nextName;
+            return name;
+        }
+    }
+}
+
+PDFallbackFonts::Used& PDFallbackFonts::UsedFor(PDSystemFont& font) {
+    for (auto& used : m_used) {
+        if (used->font == &font)
+            return *used;
+    }
+    auto used = std::make_unique<Used>();
+    used->font = &font;
+    used->subset = std::make_unique<PDFontSubset>(font);
+    // Filled in by Finish, when every glyph of the run is known.
+    used->object = m_form.NewObj(PDValue::MakeDictionary())->Number();
+    used->resourceName = FreeResourceName();
+    m_used.push_back(std::move(used));
+    return *m_used.back();
+}
+
+bool PDFallbackFonts::Draw(const std::u32string& value, const PDFontStyle& style, bool oneLine,
+                           Drawn& out) {
+    if (m_locator == nullptr) {
+        m_locator = std::make_unique<PDFontLocator>();
+        for (const std::string& path : m_userFonts)
+            m_locator->AddUserFont(path);
+    }
+    PDSystemFont* font = m_locator->Find(value, style);
+    if (font == nullptr)
+        return false;
+    Used& used = UsedFor(*font);
+    std::u32string text = value;
+    for (char32_t& c : text) {
+        // Tabs, and the line ends of a one-line field, show as blanks.
+        if (c == U'\t' || (oneLine && (c == U'\r' || c == U'\n')))
+            c = U' ';
+    }
+    hb_codepoint_t question = 0;
+    hb_font_get_nominal_glyph(font->Font(), U'?', &question);
+    PDShapedText shaped = PDShapeText(*font, text);
+    out.rightToLeft = shaped.rightToLeft;
+    out.resourceName = used.resourceName;
+    out.font = used.object;
+    for (const PDShapedCluster& cluster : shaped.clusters) {
+        PDLayoutChar ch;
+        ch.blank = cluster.blank;
+        ch.breakBefore = cluster.breakBefore;
+        ch.lineEnd = cluster.lineEnd;
+        ch.level = cluster.level;
+        std::u32string shows = text.substr(cluster.start, cluster.length);
+        if (ch.lineEnd)
+            ch.code = static_cast<char>(shows.empty() ? '\n' : shows[0]);
+        for (size_t k = 0; k < cluster.glyphs.size(); ++k) {
+            PDShapedGlyph g = cluster.glyphs[k];
+            std::u32string gives = k == 0 ? shows : std::u32string();
+            if (g.glyph == 0) {
+                // A character this font lacks: the '?' of the font, named in a warning.
+                for (char32_t c : shows) {
+                    if (!font->Covers(c) && out.missing.find(c) == std::u32string::npos)
+                        out.missing.push_back(c);
+                }
+                g.glyph = question;
+                g.advance = font->Advance(question);
+                gives = U"?";
+            }
+            uint16_t code = used.subset->Code(g.glyph, gives);
+            ch.glyphs.push_back({code, used.subset->Width(code), g.advance, g.xOffset, g.yOffset});
+            ch.width += g.advance;
+        }
+        out.chars.push_back(std::move(ch));
+    }
+    return true;
+}
+
+void PDFallbackFonts::Finish(std::vector<std::string>& warnings) {
+    if (m_locator != nullptr) {
+        for (const std::string& problem : m_locator->Problems())
+            warnings.push_back(problem);
+    }
+    PDValue* fonts = m_used.empty() ? nullptr : FormFonts();
+    for (auto& used : m_used) {
+        PDInputObj* object = m_form.GetObj(used->object);
+        if (object == nullptr || object->Value() == nullptr)
+            continue;
+        bool written = used->subset->Write(*object->Value(), [this](std::unique_ptr<PDValue> v) {
+            return m_form.NewObj(std::move(v))->Number();
+        });
+        if (!written) {
+            warnings.push_back("Font '" + used->font->Name() + "' could not be subset");
+            continue;
+        }
+        // Viewers that draw fields anew find the font among the form's.
+        if (fonts != nullptr)
+            fonts->Dict()->Set(used->resourceName.c_str(), PDValue::MakeReference(used->object));
+    }
+}
