@@ -5,6 +5,24 @@
 
 #include <algorithm>
 
+namespace {
+
+// The part of a cluster's text that its glyph k of count gives back when the text is extracted:
+// glyphs in the order drawn take the characters in the order read (extractors put right-to-left
+// text back in reading order themselves), each at least one while there are characters to give.
+std::u32string TextOfGlyph(const std::u32string& text, size_t k, size_t count, bool rightToLeft) {
+    if (rightToLeft)
+        k = count - 1 - k;
+    size_t n = text.size();
+    if (count > n)
+        return k < n ? text.substr(k, 1) : std::u32string();
+    size_t from = k * n / count;
+    size_t to = (k + 1) * n / count;
+    return text.substr(from, to - from);
+}
+
+} // namespace
+
 PDFontStyle PDStyleOfFont(const std::string& resourceName, const char* baseFont) {
     int index = formfont::IndexOf(resourceName);
     std::string base = index >= 0 && index < formfont::Ctm1 ? formfont::BaseName(index)
@@ -110,9 +128,17 @@ bool PDFallbackFonts::Draw(const std::u32string& value, const PDFontStyle& style
         std::u32string shows = text.substr(cluster.start, cluster.length);
         if (ch.lineEnd)
             ch.code = static_cast<char>(shows.empty() ? '\n' : shows[0]);
-        for (size_t k = 0; k < cluster.glyphs.size(); ++k) {
+        // Marks (glyphs that do not advance) give no text of their own: their base gives it.
+        size_t spacing = 0;
+        for (const PDShapedGlyph& g : cluster.glyphs)
+            spacing += g.advance != 0 ? 1u : 0u;
+        for (size_t k = 0, nth = 0; k < cluster.glyphs.size(); ++k) {
             PDShapedGlyph g = cluster.glyphs[k];
-            std::u32string gives = k == 0 ? shows : std::u32string();
+            std::u32string gives;
+            if (spacing == 0)
+                gives = k == 0 ? shows : std::u32string();
+            else if (g.advance != 0)
+                gives = TextOfGlyph(shows, nth++, spacing, (ch.level & 1) != 0);
             if (g.glyph == 0) {
                 // A character this font lacks: the '?' of the font, named in a warning.
                 for (char32_t c : shows) {
