@@ -96,6 +96,24 @@ PDFallbackFonts::Used& PDFallbackFonts::UsedFor(PDSystemFont& font) {
     return *m_used.back();
 }
 
+// The font of each character: the one that shows the most of the value where it can, else the
+// first that shows the character; blanks and marks stay with the font before them.
+std::vector<PDSystemFont*> PDFallbackFonts::FontsOf(const std::u32string& text, PDSystemFont& best,
+                                                    const PDFontStyle& style) {
+    std::vector<PDSystemFont*> fonts(text.size(), &best);
+    PDSystemFont* previous = &best;
+    for (size_t i = 0; i < text.size(); ++i) {
+        char32_t c = text[i];
+        if (c <= U' ' || previous->Covers(c)) {
+            fonts[i] = previous;
+            continue;
+        }
+        PDSystemFont* own = best.Covers(c) ? &best : m_locator->Find(std::u32string(1, c), style);
+        fonts[i] = previous = own != nullptr ? own : &best;
+    }
+    return fonts;
+}
+
 bool PDFallbackFonts::Draw(const std::u32string& value, const PDFontStyle& style, bool oneLine,
                            Drawn& out) {
     if (m_locator == nullptr) {
@@ -103,29 +121,45 @@ bool PDFallbackFonts::Draw(const std::u32string& value, const PDFontStyle& style
         for (const std::string& path : m_userFonts)
             m_locator->AddUserFont(path);
     }
-    PDSystemFont* font = m_locator->Find(value, style);
-    if (font == nullptr)
+    PDSystemFont* best = m_locator->Find(value, style);
+    if (best == nullptr)
         return false;
-    Used& used = UsedFor(*font);
     std::u32string text = value;
     for (char32_t& c : text) {
         // Tabs, and the line ends of a one-line field, show as blanks.
         if (c == U'\t' || (oneLine && (c == U'\r' || c == U'\n')))
             c = U' ';
     }
+    std::vector<PDSystemFont*> fonts = FontsOf(text, *best, style);
+    for (size_t from = 0; from < text.size();) {
+        size_t to = from + 1;
+        while (to < text.size() && fonts[to] == fonts[from])
+            ++to;
+        DrawRun(*fonts[from], text, from, to, out);
+        from = to;
+    }
+    return !out.chars.empty();
+}
+
+// The characters [from, to) of text, shaped in font.
+void PDFallbackFonts::DrawRun(PDSystemFont& font, const std::u32string& text, size_t from,
+                              size_t to, Drawn& out) {
+    Used& used = UsedFor(font);
+    if (std::find(out.fonts.begin(), out.fonts.end(),
+                  std::make_pair(used.resourceName, used.object)) == out.fonts.end())
+        out.fonts.emplace_back(used.resourceName, used.object);
     hb_codepoint_t question = 0;
-    hb_font_get_nominal_glyph(font->Font(), U'?', &question);
-    PDShapedText shaped = PDShapeText(*font, text);
-    out.rightToLeft = shaped.rightToLeft;
-    out.resourceName = used.resourceName;
-    out.font = used.object;
+    hb_font_get_nominal_glyph(font.Font(), U'?', &question);
+    PDShapedText shaped = PDShapeText(font, text.substr(from, to - from));
+    out.rightToLeft = out.rightToLeft || (from == 0 && shaped.rightToLeft);
     for (const PDShapedCluster& cluster : shaped.clusters) {
         PDLayoutChar ch;
         ch.blank = cluster.blank;
         ch.breakBefore = cluster.breakBefore;
         ch.lineEnd = cluster.lineEnd;
         ch.level = cluster.level;
-        std::u32string shows = text.substr(cluster.start, cluster.length);
+        std::u32string shows = text.substr(from + cluster.start, cluster.length);
+        ch.font = used.resourceName;
         if (ch.lineEnd)
             ch.code = static_cast<char>(shows.empty() ? '\n' : shows[0]);
         // Marks (glyphs that do not advance) give no text of their own: their base gives it.
@@ -142,11 +176,11 @@ bool PDFallbackFonts::Draw(const std::u32string& value, const PDFontStyle& style
             if (g.glyph == 0) {
                 // A character this font lacks: the '?' of the font, named in a warning.
                 for (char32_t c : shows) {
-                    if (!font->Covers(c) && out.missing.find(c) == std::u32string::npos)
+                    if (!font.Covers(c) && out.missing.find(c) == std::u32string::npos)
                         out.missing.push_back(c);
                 }
                 g.glyph = question;
-                g.advance = font->Advance(question);
+                g.advance = font.Advance(question);
                 gives = U"?";
             }
             uint16_t code = used.subset->Code(g.glyph, gives);
@@ -155,7 +189,6 @@ bool PDFallbackFonts::Draw(const std::u32string& value, const PDFontStyle& style
         }
         out.chars.push_back(std::move(ch));
     }
-    return true;
 }
 
 void PDFallbackFonts::Finish(std::vector<std::string>& warnings) {

@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The style of a field's font (its resource name and base font name): sans, serif or mono, bold,
@@ -22,14 +23,15 @@ public:
     ~PDFallbackFonts();
 
     struct Drawn {
-        std::string resourceName; // "/Fb1": how the appearance's resources name the font
-        int32_t font = 0;         // the font object
+        // How the appearance's resources name each font drawn with ("/Fb1"), and its object; the
+        // first is the font of the first character.
+        std::vector<std::pair<std::string, int32_t>> fonts;
         std::vector<PDLayoutChar> chars;
         bool rightToLeft = false; // the value is a right-to-left paragraph
         std::u32string missing;   // characters no font could show, drawn as '?'
     };
-    // The value laid out in a font that shows it, the one closest to style among those that show
-    // the most of it. False when no font shows any of its characters.
+    // The value shaped in the font closest to style among those that show the most of it, and
+    // what that font lacks in fonts that show it. False when no font shows any of it.
     bool Draw(const std::u32string& value, const PDFontStyle& style, bool oneLine, Drawn& out);
     // Writes the subsets of every font drawn with and adds the fonts to the form's /DR. Font files
     // that could not be used are named in warnings.
@@ -38,6 +40,10 @@ public:
 private:
     struct Used;
     Used& UsedFor(PDSystemFont& font);
+    std::vector<PDSystemFont*> FontsOf(const std::u32string& text, PDSystemFont& best,
+                                       const PDFontStyle& style);
+    void DrawRun(PDSystemFont& font, const std::u32string& text, size_t from, size_t to,
+                 Drawn& out);
     std::string FreeResourceName();
     PDValue* FormFonts();
 

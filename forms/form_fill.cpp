@@ -134,8 +134,8 @@ struct PDFieldFiller::Appearance {
     int maxLength = 0;
     int quadding = 0;
     bool quaddingGiven = false;
-    std::string fallbackName; // a font that shows what the field's font cannot
-    std::unique_ptr<PDValue> fallbackRef;
+    // Fonts that show what the field's font cannot (resource name, object), the first drawn first.
+    std::vector<std::pair<std::string, int32_t>> fallbacks;
 };
 
 PDFieldFiller::PDFieldFiller(PDFormTemplate& form, PDFillLimits limits,
@@ -280,8 +280,8 @@ bool PDFieldFiller::BuildTextAppearance(PDValue& field, Widget& widget, const st
     std::string content = ap.kept + "/Tx BMC q 0 0 " + PDNumber(ap.width) + " " +
                           PDNumber(ap.height) + " re W n 0 g BT " + ap.daBefore + PDNumber(size) +
                           ap.daAfter;
-    if (!ap.fallbackName.empty())
-        content += " " + ap.fallbackName + " " + PDNumber(size) + " Tf";
+    if (!ap.fallbacks.empty())
+        content += " " + ap.fallbacks.front().first + " " + PDNumber(size) + " Tf";
     content += comb ? " 1 " + PDNumber(baseline + 0.2) : " 2 " + PDNumber(baseline);
     content += " Td\n";
     if (layout.lines > 1)
@@ -469,8 +469,7 @@ bool PDFieldFiller::DrawFallback(Appearance& ap, const std::u32string& value,
                          PDStyleOfFont(ap.fontName, ap.font != nullptr ? ap.font->Name() : nullptr),
                          oneLine, drawn))
         return false;
-    ap.fallbackName = drawn.resourceName;
-    ap.fallbackRef = PDValue::MakeReference(drawn.font);
+    ap.fallbacks = drawn.fonts;
     if (drawn.rightToLeft && !ap.quaddingGiven)
         ap.quadding = 2;
     chars = std::move(drawn.chars);
@@ -560,8 +559,8 @@ int32_t PDFieldFiller::WriteAppearance(Appearance& ap, const std::string& conten
                                                 : PDValue::MakeDictionary();
         if (ownFonts->Get(ap.fontName.c_str()) == nullptr)
             ownFonts->Dict()->Set(ap.fontName.c_str(), ap.fontRef->Copy());
-        if (ap.fallbackRef != nullptr)
-            ownFonts->Dict()->Set(ap.fallbackName.c_str(), ap.fallbackRef->Copy());
+        for (const auto& [resource, object] : ap.fallbacks)
+            ownFonts->Dict()->Set(resource.c_str(), PDValue::MakeReference(object));
         own->Dict()->Set("/Font", std::move(ownFonts));
         dict->Dict()->Set("/Resources", std::move(own));
     }

@@ -57,7 +57,15 @@ std::string ShownGlyphs(const std::vector<PDLayoutChar>& text, size_t from, size
             out += "[" + array + "] TJ ";
         array.clear();
     };
+    // Lines start and end in the font of the value's first character, the one selected before them.
+    const std::string& first = text.front().font;
+    std::string font = first;
     for (size_t i : VisualOrder(text, from, to)) {
+        if (text[i].font != font) {
+            flush();
+            font = text[i].font;
+            out += font + " " + PDNumber(size) + " Tf ";
+        }
         for (const PDLayoutGlyph& g : text[i].glyphs) {
             if (g.yOffset != rise) {
                 flush();
@@ -77,6 +85,8 @@ std::string ShownGlyphs(const std::vector<PDLayoutChar>& text, size_t from, size
     flush();
     if (rise != 0)
         out += "0 Ts ";
+    if (font != first)
+        out += first + " " + PDNumber(size) + " Tf ";
     if (out.empty())
         return "[] TJ";
     out.pop_back();

@@ -19,6 +19,7 @@ struct PDLayoutGlyph {
 struct PDLayoutChar {
     std::string code;                  // the bytes that show it in the font
     std::vector<PDLayoutGlyph> glyphs; // when not empty, what is drawn instead of code
+    std::string font;                  // the glyphs' font resource, when there are several
     double width = 0;                  // in 1/1000 of the font size
     bool blank = false;                // where a line may be cut
     bool breakBefore = false;          // a line may be cut before it (text without blanks)

@@ -34,6 +34,8 @@ const Field kFields[] = {
     {"hebrew", 0, 0, 10, 350, 250, 20, "כהן"},
     {"devanagari", 0, 0, 10, 320, 250, 20, "देवनागरी हिन्दी"},
     {"vietnamese", 0, 0, 10, 290, 250, 20, "Nguyễn Văn Anh"},
+    // No one font shows both scripts: each run is drawn in a font that shows it.
+    {"mixed", 0, 0, 270, 530, 120, 20, "हिन्दी Nguyễn"},
     // Comb cells hold one cluster each; pdftotext separates the cells with blanks.
     {"comb", 1 << 24, 4, 10, 250, 120, 20, "北京上海"},
     // Too long for one line: the Chinese text wraps between characters.
@@ -127,8 +129,8 @@ TEST(ScriptsEndToEnd, EveryValueIsDrawnInAnEmbeddedFontAndReadBack) {
         EXPECT_EQ(WithoutBlanks(TextIn(out, f)), WithoutBlanks(f.value));
     }
     // The multi-line field wraps: its text comes back on several lines.
-    EXPECT_GE(TextIn(out, kFields[11]).find('\n'), 3u);
-    EXPECT_NE(TextIn(out, kFields[11]).find('\n'), TextIn(out, kFields[11]).rfind('\n'));
+    EXPECT_GE(TextIn(out, kFields[12]).find('\n'), 3u);
+    EXPECT_NE(TextIn(out, kFields[12]).find('\n'), TextIn(out, kFields[12]).rfind('\n'));
 
     // Each new font once, embedded, subset and with a Unicode map.
     std::string fonts = Shell("pdffonts " + Quote(out) + " 2>/dev/null");
