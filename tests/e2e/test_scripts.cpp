@@ -187,10 +187,15 @@ TEST(ScriptsEndToEnd, UserFontsComeFirstAndUnreadableOnesAreNamed) {
     std::string broken = dir.Path() + "/broken.ttf";
     WriteFile(in, Form());
     WriteFile(broken, "true\0\0\0\0 not a font at all");
+    // U+10FFFD is a private character no font shows.
     ToolResult r = RunTool(ToolPath(), {"--font", broken, "--font", serif, in, out,
-                                        std::string("cyrillic=") + kFields[1].value});
+                                        std::string("cyrillic=") + kFields[1].value,
+                                        "greek=Ω\xF4\x8F\xBF\xBD"});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.err.find("Font file '" + broken + "'"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("Field 'greek': no font on this system shows \xF4\x8F\xBF\xBD (U+10FFFD)"),
+              std::string::npos)
+        << r.err;
     std::string fonts = Shell("pdffonts " + Quote(out) + " 2>/dev/null");
     EXPECT_NE(fonts.find("+DejaVuSerif "), std::string::npos) << fonts;
 }
