@@ -181,7 +181,7 @@ void PDFallbackFonts::DrawRun(PDSystemFont& font, const std::u32string& text, si
                 }
                 g.glyph = question;
                 g.advance = font.Advance(question);
-                gives = U"?";
+                gives.assign(1, U'?');
             }
             uint16_t code = used.subset->Code(g.glyph, gives);
             ch.glyphs.push_back({code, used.subset->Width(code), g.advance, g.xOffset, g.yOffset});

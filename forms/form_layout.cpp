@@ -52,9 +52,10 @@ std::string ShownGlyphs(const std::vector<PDLayoutChar>& text, size_t from, size
     double pen = 0;    // where the font's widths have put the current point
     double shaped = 0; // where shaping places it
     double rise = 0;
+    // Appended piece by piece: GCC's release build misreads some concatenations of temporaries.
     auto flush = [&]() {
         if (!array.empty())
-            out += "[" + array + "] TJ ";
+            out.append("[").append(array).append("] TJ ");
         array.clear();
     };
     // Lines start and end in the font of the value's first character, the one selected before them.
@@ -64,17 +65,17 @@ std::string ShownGlyphs(const std::vector<PDLayoutChar>& text, size_t from, size
         if (text[i].font != font) {
             flush();
             font = text[i].font;
-            out += font + " " + PDNumber(size) + " Tf ";
+            out.append(font).append(" ").append(PDNumber(size)).append(" Tf ");
         }
         for (const PDLayoutGlyph& g : text[i].glyphs) {
             if (g.yOffset != rise) {
                 flush();
                 rise = g.yOffset;
-                out += PDNumber(rise * size * 0.001) + " Ts ";
+                out.append(PDNumber(rise * size * 0.001)).append(" Ts ");
             }
             double move = pen - (shaped + g.xOffset);
             if (std::fabs(move) > 0.01)
-                array += " " + PDNumber(move) + " ";
+                array.append(" ").append(PDNumber(move)).append(" ");
             char hex[8];
             std::snprintf(hex, sizeof hex, "<%04X>", static_cast<unsigned>(g.code));
             array += hex;
@@ -86,7 +87,7 @@ std::string ShownGlyphs(const std::vector<PDLayoutChar>& text, size_t from, size
     if (rise != 0)
         out += "0 Ts ";
     if (font != first)
-        out += first + " " + PDNumber(size) + " Tf ";
+        out.append(first).append(" ").append(PDNumber(size)).append(" Tf ");
     if (out.empty())
         return "[] TJ";
     out.pop_back();

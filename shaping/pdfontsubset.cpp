@@ -172,7 +172,7 @@ std::unique_ptr<PDValue> PDFontSubset::Widths() const {
 std::unique_ptr<PDValue> PDFontSubset::Descriptor(const std::string& name, int32_t file) const {
     std::unique_ptr<PDValue> d = PDValue::MakeDictionary();
     d->Dict()->Set("/Type", Name("/FontDescriptor"));
-    d->Dict()->Set("/FontName", Name("/" + name));
+    d->Dict()->Set("/FontName", Name(std::string("/").append(name)));
     // Symbolic: the glyphs are chosen by number, not through a standard character set.
     int flags = 4 | (m_font.FixedPitch() ? 1 : 0) | (m_font.Italic() ? 64 : 0);
     d->Dict()->Set("/Flags", Int(flags));
@@ -202,8 +202,9 @@ std::string PDFontSubset::ToUnicode() const {
     for (size_t code = 1; code < m_textOf.size(); ++code) {
         if (m_textOf[code].empty() || m_glyphOf[code] == 0)
             continue;
-        entries +=
-            "<" + Hex4(static_cast<uint32_t>(code)) + "> <" + Utf16Hex(m_textOf[code]) + ">\n";
+        // Appended piece by piece: GCC's release build misreads some concatenations of temporaries.
+        entries.append("<").append(Hex4(static_cast<uint32_t>(code))).append("> <");
+        entries.append(Utf16Hex(m_textOf[code])).append(">\n");
         if (++inBlock == kBlock)
             flush();
     }
@@ -237,7 +238,7 @@ bool PDFontSubset::Write(PDValue& type0, const NewObject& newObject) const {
     std::unique_ptr<PDValue> cid = PDValue::MakeDictionary();
     cid->Dict()->Set("/Type", Name("/Font"));
     cid->Dict()->Set("/Subtype", Name(m_font.HasCff() ? "/CIDFontType0" : "/CIDFontType2"));
-    cid->Dict()->Set("/BaseFont", Name("/" + name));
+    cid->Dict()->Set("/BaseFont", Name(std::string("/").append(name)));
     std::unique_ptr<PDValue> info = PDValue::MakeDictionary();
     info->Dict()->Set("/Registry", Name("(Adobe)"));
     info->Dict()->Set("/Ordering", Name("(Identity)"));
@@ -260,7 +261,7 @@ bool PDFontSubset::Write(PDValue& type0, const NewObject& newObject) const {
 
     type0.Dict()->Set("/Type", Name("/Font"));
     type0.Dict()->Set("/Subtype", Name("/Type0"));
-    type0.Dict()->Set("/BaseFont", Name("/" + name));
+    type0.Dict()->Set("/BaseFont", Name(std::string("/").append(name)));
     type0.Dict()->Set("/Encoding", Name("/Identity-H"));
     std::unique_ptr<PDValue> descendants = PDValue::MakeArray();
     descendants->Append(PDValue::MakeReference(descendant));
