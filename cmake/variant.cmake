@@ -1,6 +1,6 @@
 # One variant = the library, the tool, the tests and the fuzz replayers, all built with the same
 # extra flags. Every source folder is an OBJECT library so that all of them link the same objects.
-set(QUILLET_FOLDERS pdf streams fonts structure forms)
+set(QUILLET_FOLDERS pdf streams fonts shaping structure forms)
 
 function(quillet_add_variant suffix flags)
   set(label plain)
@@ -23,13 +23,14 @@ function(quillet_add_variant suffix flags)
     add_library(${t} OBJECT ${srcs})
     target_include_directories(${t} PUBLIC ${PROJECT_SOURCE_DIR})
     target_compile_options(${t} PRIVATE ${flags})
-    target_link_libraries(${t} PRIVATE quillet_warnings ZLIB::ZLIB PkgConfig::NETTLE)
+    target_link_libraries(${t} PRIVATE quillet_warnings ZLIB::ZLIB PkgConfig::NETTLE
+                          PkgConfig::SHAPING)
     list(APPEND objs $<TARGET_OBJECTS:${t}>)
   endforeach()
 
   add_library(marrow${suffix} STATIC ${objs})
   target_include_directories(marrow${suffix} PUBLIC ${PROJECT_SOURCE_DIR})
-  target_link_libraries(marrow${suffix} PUBLIC ZLIB::ZLIB PkgConfig::NETTLE)
+  target_link_libraries(marrow${suffix} PUBLIC ZLIB::ZLIB PkgConfig::NETTLE PkgConfig::SHAPING)
   target_link_options(marrow${suffix} PUBLIC ${flags})
 
   file(GLOB tool_srcs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tool/*.cpp)

@@ -188,7 +188,8 @@ bool PDFormDocument::ImportPages() {
     SetMapSource(m_template->MapIndex(), m_template);
     // Values go into the template's fields before anything is copied, so that fields, widgets
     // and their new appearances are written once, as filled.
-    PDFieldFiller(*m_template, PDFillLimits{m_largest, m_smallest}, m_warnings).FillAll();
+    PDFieldFiller(*m_template, PDFillLimits{m_largest, m_smallest}, m_warnings, m_fontFiles)
+        .FillAll();
     // Flattening burns every field into its page: the output has no form.
     if (m_flatten != 0)
         ImportForm();

@@ -30,6 +30,8 @@ public:
     float LargestFontSize() const noexcept { return m_largest; }
     float SmallestFontSize() const noexcept { return m_smallest; }
     void SetFontSizeLimits(float largest, float smallest) noexcept;
+    // A font file for characters the fields' fonts cannot show, tried before the system's.
+    void AddFontFile(const char* path) { m_fontFiles.emplace_back(path); }
     // 0: every field is burnt into the page content; -1: fields stay fields.
     void SetFlatten(int mode) noexcept { m_flatten = mode; }
     int Flatten() const noexcept { return m_flatten; }
@@ -114,4 +116,5 @@ private:
     int m_flatten = -1;
     std::map<std::string, std::string> m_info;
     std::vector<std::string> m_warnings;
+    std::vector<std::string> m_fontFiles;
 };

@@ -87,6 +87,19 @@ std::string ColourOf(const PDValue* array, bool stroke) {
     }
 }
 
+// "é (U+00E9), ..." for a warning.
+std::string NamedCharacters(const std::u32string& missing) {
+    std::string list;
+    for (size_t i = 0; i < missing.size() && i < kNamedCharacters; ++i) {
+        char hex[16];
+        std::snprintf(hex, sizeof hex, "U+%04X", static_cast<unsigned>(missing[i]));
+        list += (i > 0 ? ", " : "") + PDUtf8(missing[i]) + " (" + hex + ")";
+    }
+    if (missing.size() > kNamedCharacters)
+        list += ", ...";
+    return list;
+}
+
 std::unique_ptr<PDValue> Name(const std::string& written) {
     return std::make_unique<PDValue>(written.c_str());
 }
@@ -120,11 +133,14 @@ struct PDFieldFiller::Appearance {
     uint32_t flags = 0;
     int maxLength = 0;
     int quadding = 0;
+    bool quaddingGiven = false;
+    // Fonts that show what the field's font cannot (resource name, object), the first drawn first.
+    std::vector<std::pair<std::string, int32_t>> fallbacks;
 };
 
 PDFieldFiller::PDFieldFiller(PDFormTemplate& form, PDFillLimits limits,
-                             std::vector<std::string>& warnings)
-    : m_form(form), m_limits(limits), m_warnings(warnings) {
+                             std::vector<std::string>& warnings, std::vector<std::string> fontFiles)
+    : m_form(form), m_limits(limits), m_warnings(warnings), m_fallback(form, std::move(fontFiles)) {
     // Limits come from the command line as given: text is never drawn below one unit, and the
     // largest size is never below the smallest.
     if (!(m_limits.smallest >= kSmallestSize) || !std::isfinite(m_limits.smallest))
@@ -183,6 +199,7 @@ void PDFieldFiller::FillAll() {
                 Fill(*field, name, *pending);
         }
     }
+    m_fallback.Finish(m_warnings);
 }
 
 void PDFieldFiller::Fill(PDValue& field, const std::string& name, const PDPendingValue& pending) {
@@ -234,10 +251,12 @@ bool PDFieldFiller::BuildTextAppearance(PDValue& field, Widget& widget, const st
     Appearance ap;
     if (!PrepareAppearance(field, widget, ap))
         return false;
-    PDLayoutBox box{ap.width, ap.height, ap.flags, ap.maxLength, ap.quadding};
     bool multiline = (ap.flags & pdfield::kMultiline) != 0;
     bool comb = (ap.flags & pdfield::kComb) != 0 && ap.maxLength >= 1;
-    std::vector<PDLayoutChar> chars = Characters(ap, value, name, !multiline);
+    std::vector<PDLayoutChar> chars;
+    if (!DrawFallback(ap, value, name, !multiline, chars))
+        chars = Characters(ap, value, name, !multiline);
+    PDLayoutBox box{ap.width, ap.height, ap.flags, ap.maxLength, ap.quadding};
     double factor = ap.font != nullptr ? ap.font->LineFactor() : 0.0;
     if (factor < kSmallestLineFactor)
         factor = kDefaultLineFactor;
@@ -262,6 +281,8 @@ bool PDFieldFiller::BuildTextAppearance(PDValue& field, Widget& widget, const st
     std::string content = ap.kept + "/Tx BMC q 0 0 " + PDNumber(ap.width) + " " +
                           PDNumber(ap.height) + " re W n 0 g BT " + ap.daBefore + PDNumber(size) +
                           ap.daAfter;
+    if (!ap.fallbacks.empty())
+        content += " " + ap.fallbacks.front().first + " " + PDNumber(size) + " Tf";
     content += comb ? " 1 " + PDNumber(baseline + 0.2) : " 2 " + PDNumber(baseline);
     content += " Td\n";
     if (layout.lines > 1)
@@ -300,6 +321,7 @@ bool PDFieldFiller::PrepareAppearance(PDValue& field, Widget& widget, Appearance
     ap.flags = static_cast<uint32_t>(InheritedInt(&field, "/Ff", 0));
     ap.maxLength = std::max(0, InheritedInt(&field, "/MaxLen", 0));
     ap.quadding = InheritedInt(w, "/Q", InheritedInt(&field, "/Q", 0));
+    ap.quaddingGiven = Inherited(w, "/Q") != nullptr || Inherited(&field, "/Q") != nullptr;
     PDValue* apDict = Resolved(w->Get("/AP"));
     PDValue* normal = apDict != nullptr && apDict->Kind() == kPDDictionary
                           ? Resolved(apDict->Get("/N"))
@@ -430,6 +452,35 @@ int32_t PDFieldFiller::FontObject(const std::string& resourceName, const char* b
     return n;
 }
 
+// A value with characters the field's font cannot show is drawn whole in a font that shows them,
+// shaped; right-to-left text goes to the right unless the field says otherwise. False when the
+// field's font shows the value or no font shows any of it.
+bool PDFieldFiller::DrawFallback(Appearance& ap, const std::u32string& value,
+                                 const std::string& name, bool oneLine,
+                                 std::vector<PDLayoutChar>& chars) {
+    PDStr code;
+    bool shows = ap.font != nullptr;
+    for (size_t i = 0; shows && i < value.size(); ++i) {
+        char32_t c = value[i];
+        shows = c == '\r' || c == '\n' || c == '\t' || ap.font->AppendCode(c, code);
+    }
+    PDFallbackFonts::Drawn drawn;
+    if (shows ||
+        !m_fallback.Draw(value,
+                         PDStyleOfFont(ap.fontName, ap.font != nullptr ? ap.font->Name() : nullptr),
+                         oneLine, drawn))
+        return false;
+    ap.fallbacks = drawn.fonts;
+    if (drawn.rightToLeft && !ap.quaddingGiven)
+        ap.quadding = 2;
+    chars = std::move(drawn.chars);
+    if (!drawn.missing.empty())
+        m_warnings.push_back("Field '" + name + "': no font on this system shows " +
+                             NamedCharacters(drawn.missing) +
+                             "; drawn as '?' (--font FILE adds a font that does)");
+    return true;
+}
+
 // The value in the codes of the font; what the font cannot show becomes '?', named in one warning
 // for the field.
 std::vector<PDLayoutChar> PDFieldFiller::Characters(const Appearance& ap,
@@ -461,18 +512,9 @@ std::vector<PDLayoutChar> PDFieldFiller::Characters(const Appearance& ap,
         ch.width = ap.font != nullptr ? ap.font->TextWidth(code.Bytes(), code.Length()) : 500.0;
         chars.push_back(std::move(ch));
     }
-    if (!missing.empty()) {
-        std::string list;
-        for (size_t i = 0; i < missing.size() && i < kNamedCharacters; ++i) {
-            char hex[16];
-            std::snprintf(hex, sizeof hex, "U+%04X", static_cast<unsigned>(missing[i]));
-            list += (i > 0 ? ", " : "") + PDUtf8(missing[i]) + " (" + hex + ")";
-        }
-        if (missing.size() > kNamedCharacters)
-            list += ", ...";
-        m_warnings.push_back("Field '" + name + "': its font cannot show " + list +
-                             "; drawn as '?'");
-    }
+    if (!missing.empty())
+        m_warnings.push_back("Field '" + name + "': its font cannot show " +
+                             NamedCharacters(missing) + "; drawn as '?'");
     return chars;
 }
 
@@ -518,6 +560,8 @@ int32_t PDFieldFiller::WriteAppearance(Appearance& ap, const std::string& conten
                                                 : PDValue::MakeDictionary();
         if (ownFonts->Get(ap.fontName.c_str()) == nullptr)
             ownFonts->Dict()->Set(ap.fontName.c_str(), ap.fontRef->Copy());
+        for (const auto& [resource, object] : ap.fallbacks)
+            ownFonts->Dict()->Set(resource.c_str(), PDValue::MakeReference(object));
         own->Dict()->Set("/Font", std::move(ownFonts));
         dict->Dict()->Set("/Resources", std::move(own));
     }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "fonts/pdfontfactory.h"
+#include "forms/form_fallback.h"
 #include "forms/form_layout.h"
 #include "forms/form_template.h"
 #include "streams/pdstr.h"
@@ -20,7 +21,9 @@ struct PDFillLimits {
 class PDFieldFiller {
 public:
     // Warnings for the user (one line each, without the line end) are appended to warnings.
-    PDFieldFiller(PDFormTemplate& form, PDFillLimits limits, std::vector<std::string>& warnings);
+    // Characters the fields' fonts cannot show are drawn in fontFiles first, then in system fonts.
+    PDFieldFiller(PDFormTemplate& form, PDFillLimits limits, std::vector<std::string>& warnings,
+                  std::vector<std::string> fontFiles = {});
     ~PDFieldFiller();
 
     // Applies every pending value to the field it names; names that match no field are warned
@@ -52,6 +55,8 @@ private:
                              const std::vector<std::u32string>& options, int selected);
     bool PrepareAppearance(PDValue& field, Widget& widget, Appearance& ap);
     void ChooseFont(PDValue& field, Widget& widget, Appearance& ap);
+    bool DrawFallback(Appearance& ap, const std::u32string& value, const std::string& name,
+                      bool oneLine, std::vector<PDLayoutChar>& chars);
     std::vector<PDLayoutChar> Characters(const Appearance& ap, const std::u32string& value,
                                          const std::string& name, bool oneLine);
     int32_t WriteAppearance(Appearance& ap, const std::string& content, PDValue* keepDict);
@@ -70,4 +75,5 @@ private:
     std::vector<std::string>& m_warnings;
     PDFontFactory m_fonts;
     std::map<std::string, int32_t> m_standardFonts; // resource name -> new font object
+    PDFallbackFonts m_fallback;
 };

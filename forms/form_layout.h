@@ -6,12 +6,25 @@
 #include <string>
 #include <vector>
 
-// One character of a value as the field's font shows it.
+// A glyph of a shaped cluster, drawn by its two-byte code; in 1/1000 of the font size.
+struct PDLayoutGlyph {
+    uint16_t code = 0;
+    double width = 0;   // what the font's widths give the code
+    double advance = 0; // where shaping places the next glyph
+    double xOffset = 0;
+    double yOffset = 0;
+};
+
+// One character of a value as the field's font shows it, or one cluster of shaped glyphs.
 struct PDLayoutChar {
-    std::string code;     // the bytes that show it in the font
-    double width = 0;     // in 1/1000 of the font size
-    bool blank = false;   // where a line may be cut
-    bool lineEnd = false; // a carriage return or line feed of the value
+    std::string code;                  // the bytes that show it in the font
+    std::vector<PDLayoutGlyph> glyphs; // when not empty, what is drawn instead of code
+    std::string font;                  // the glyphs' font resource, when there are several
+    double width = 0;                  // in 1/1000 of the font size
+    bool blank = false;                // where a line may be cut
+    bool breakBefore = false;          // a line may be cut before it (text without blanks)
+    bool lineEnd = false;              // a carriage return or line feed of the value
+    uint8_t level = 0;                 // bidirectional level: odd runs are drawn right to left
 };
 
 struct PDLayoutBox {

@@ -55,6 +55,9 @@ public:
     virtual void SetFontSizeLimits(float largest, float smallest) = 0;
     virtual float LargestFontSize() const = 0;
     virtual float SmallestFontSize() const = 0;
+    // A TrueType or OpenType font file for characters the fields' fonts cannot show, tried before
+    // the system's fonts (in the order added).
+    virtual void AddFontFile(const char* path) = 0;
     // False when the template is already attached to another document; the run ignores it.
     virtual bool AttachTemplate() = 0;
     // name is fully qualified; value is taken as it stands. False when the field was not set.

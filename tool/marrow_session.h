@@ -33,6 +33,7 @@ public:
     void SetFontSizeLimits(float largest, float smallest) override;
     float LargestFontSize() const override { return m_document->LargestFontSize(); }
     float SmallestFontSize() const override { return m_document->SmallestFontSize(); }
+    void AddFontFile(const char* path) override { m_document->AddFontFile(path); }
     bool AttachTemplate() override;
     bool SetFieldValue(const char* name, const char* value) override;
     bool DeleteField(const char* name) override;

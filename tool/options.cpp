@@ -85,6 +85,9 @@ void ScanOne(int argc, const char* const* argv, int& i, PDRunRequest& request) {
         request.help = true;
     } else if (Is(arg, "--version")) {
         request.version = true;
+    } else if (Is(arg, "--font")) {
+        if (const char* file = NextArgument(argc, argv, i); file != nullptr)
+            request.fontFiles.emplace_back(file);
     }
 }
 

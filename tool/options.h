@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 struct PDRunRequest {
     bool list = false;
@@ -14,6 +15,8 @@ struct PDRunRequest {
     std::string permissions;                  // "" when -perm was not given
     float fontSizeLow = 0.0f;                 // 0 = not given
     float fontSizeHigh = 0.0f;
+    // Long options.
+    std::vector<std::string> fontFiles; // --font, in the order given: tried before system fonts
     std::string inputName;
     std::string outputName;  // empty for a listing with one file name
     int firstAssignment = 0; // index into argv; argc when there are none

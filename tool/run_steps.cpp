@@ -45,6 +45,9 @@ bool CreateOutput(const std::string& outputName, FormSession& session, RunStream
 void ApplyOutputSettings(const PDRunRequest& request, FormSession& session) {
     ApplySecurity(request, session);
     ApplyFontSizes(request, session);
+    // The user's fonts come before the system's, for every output.
+    for (const std::string& file : request.fontFiles)
+        session.AddFontFile(file.c_str());
 }
 
 std::vector<std::string> GatherAssignments(int argc, char** argv, const PDRunRequest& request,

@@ -5,7 +5,7 @@ cd "$(dirname "$0")/.."
 status=0
 report() { echo "lint: $1"; echo "$2"; status=1; }
 
-lib="pdf streams fonts structure forms"
+lib="pdf streams fonts shaping structure forms"
 
 # Layering: lower folders never include higher ones.
 check_up() {
@@ -15,15 +15,17 @@ check_up() {
         [ -n "$hits" ] && report "$folder/ includes $higher/" "$hits"
     done
 }
-check_up pdf fonts structure forms tool
-check_up streams pdf fonts structure forms tool
-check_up fonts structure forms tool
-check_up structure forms tool
+check_up pdf fonts shaping structure forms tool
+check_up streams pdf fonts shaping structure forms tool
+check_up fonts shaping structure forms tool
+# System fonts, shaping and subsetting sit beside the structure layer, under the forms.
+check_up shaping structure forms tool
+check_up structure shaping forms tool
 check_up forms tool
 # The tool speaks to the form document, and to the object layer for plain documents only; of the
 # bottom layer it uses just the vocabulary every layer shares (byte strings, diagnostics, limits,
 # number texts).
-hits=$(grep -rnE '#include "(streams|structure|fonts)/' tool 2>/dev/null \
+hits=$(grep -rnE '#include "(streams|structure|fonts|shaping)/' tool 2>/dev/null \
        | grep -vE '"streams/(pdstr|pddiag|pdlimits|pdalloc|pdnumtext)\.h"')
 [ -n "$hits" ] && report "tool/ reaches past forms/" "$hits"
 

@@ -15,5 +15,5 @@ count() {
         END { print n + 0 }'
 }
 tests=$(count tests)
-code=$(count pdf streams fonts structure forms tool)
+code=$(count pdf streams fonts shaping structure forms tool)
 awk -v t="$tests" -v c="$code" 'BEGIN { printf "tests %d  code %d  ratio %.2f\n", t, c, t / c }'

@@ -50,6 +50,7 @@ public:
     // Deliberately not recorded: reading the limits changes nothing.
     float LargestFontSize() const override { return m_largest; }
     float SmallestFontSize() const override { return m_smallest; }
+    void AddFontFile(const char* path) override { Log("AddFontFile", path); }
     bool AttachTemplate() override { return Log("AttachTemplate"), true; }
     bool SetFieldValue(const char* name, const char* value) override {
         return Log("SetFieldValue", std::string(name) + "|" + value), true;
