@@ -84,6 +84,9 @@ function(quillet_add_variant suffix flags)
                           GTest::gtest_main quillet_warnings)
     target_compile_definitions(marrow_tests${suffix} PRIVATE
       QUILLET_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+    # The test files are built without optimisation: the code they test is optimised in the
+    # library, and optimising GoogleTest's expanded macros costs half of the build.
+    target_compile_options(marrow_tests${suffix} PRIVATE -O0)
     add_test(NAME unit${suffix} COMMAND marrow_tests${suffix} --gtest_filter=-Corpus*)
     add_test(NAME corpus${suffix} COMMAND ${PROJECT_SOURCE_DIR}/tests/corpus/run_corpus.sh
              $<TARGET_FILE:marrow_tests${suffix}>)

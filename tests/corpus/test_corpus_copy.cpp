@@ -21,12 +21,6 @@
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
 // The tool's arguments, led by the template's password when it has one.
 std::vector<std::string> WithPassword(const CorpusFile& f, std::vector<std::string> args) {
     if (!f.userPassword.empty())

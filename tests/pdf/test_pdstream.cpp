@@ -62,7 +62,8 @@ TEST(PDStream, TextObjectStates) {
 // A generated stream goes out like a copied object: under an output number, its references
 // renumbered through the map, its data compressed and encrypted; it reads back as composed.
 TEST(PDStream, WrittenIntoAnEncryptedOutputReadsBack) {
-    const std::string text = std::string(3000, 'x') + " BT /F1 10 Tf (line) Tj ET\n";
+    std::string text(3000, 'x');
+    text.append(" BT /F1 10 Tf (line) Tj ET\n");
     PDFile out;
     out.BeginWriteMemory();
     out.OutputSecurity().SetUserPassword("user");
