@@ -47,12 +47,17 @@ std::vector<std::string> Passwords(const CorpusFile& f) {
 
 } // namespace
 
+#define REQUIRE_PYPDF()                                                                            \
+    if (kSanitized) {                                                                              \
+        GTEST_SKIP() << "independent readers run in the plain variant";                            \
+    }                                                                                              \
+    if (!Have("/usr/bin/python3 -c 'import pypdf'")) {                                             \
+        GTEST_SKIP() << "pypdf is not installed";                                                  \
+    }
+
 TEST(CorpusListing, EveryFormListsWhatAnIndependentReaderFinds) {
     REQUIRE_CORPUS();
-    if (kSanitized)
-        GTEST_SKIP() << "independent readers run in the plain variant";
-    if (!Have("/usr/bin/python3 -c 'import pypdf'"))
-        GTEST_SKIP() << "pypdf is not installed";
+    REQUIRE_PYPDF()
     int compared = 0;
     for (const CorpusFile& f : LoadCorpusManifest()) {
         if (f.IsUnsupported() || f.terminalFields == 0)
@@ -92,10 +97,7 @@ TEST(CorpusListing, LockedFilesDoNotOpenWithoutTheirKey) {
 TEST(CorpusListing, JsonListingAgreesWithPypdf) {
     REQUIRE_CORPUS();
     REQUIRE_TOOL();
-    if (kSanitized)
-        GTEST_SKIP() << "independent readers run in the plain variant";
-    if (!Have("/usr/bin/python3 -c 'import pypdf'"))
-        GTEST_SKIP() << "pypdf is not installed";
+    REQUIRE_PYPDF()
     int compared = 0;
     for (const CorpusFile& f : LoadCorpusManifest()) {
         if (f.IsUnsupported() || f.terminalFields == 0)
